@@ -5,33 +5,36 @@
 namespace zeta::sim {
 
 DeviceCall::DeviceCall(const char* op, std::string dev, bool frameCall)
-    : op_(op), dev_(std::move(dev)), frameCall_(frameCall) {}
+    : op_(op),
+      dev_(std::move(dev)),
+      recording_(!frameCall || VirtualScanner::instance().journal().frames()) {}
 
 DeviceCall::~DeviceCall() {
     if (!finished_) finish(false);
 }
 
 DeviceCall& DeviceCall::arg(int value) {
-    args_.push_back(value);
+    if (recording_) args_.push_back(value);
     return *this;
 }
 DeviceCall& DeviceCall::arg(long value) {
-    args_.push_back(value);
+    if (recording_) args_.push_back(value);
     return *this;
 }
 DeviceCall& DeviceCall::arg(long long value) {
-    args_.push_back(value);
+    if (recording_) args_.push_back(value);
     return *this;
 }
 DeviceCall& DeviceCall::arg(bool value) {
-    args_.push_back(value);
+    if (recording_) args_.push_back(value);
     return *this;
 }
 DeviceCall& DeviceCall::arg(double value) {
-    args_.push_back(value);
+    if (recording_) args_.push_back(value);
     return *this;
 }
 DeviceCall& DeviceCall::arg(const char* value) {
+    if (!recording_) return *this;
     if (value == nullptr) {
         args_.push_back(nullptr);
     } else {
@@ -40,11 +43,11 @@ DeviceCall& DeviceCall::arg(const char* value) {
     return *this;
 }
 DeviceCall& DeviceCall::arg(const std::string& value) {
-    args_.push_back(value);
+    if (recording_) args_.push_back(value);
     return *this;
 }
 DeviceCall& DeviceCall::bytes(int length) {
-    args_.push_back(length);
+    if (recording_) args_.push_back(length);
     return *this;
 }
 
@@ -60,9 +63,11 @@ bool DeviceCall::finish(bool ok) {
     if (finished_) return ok;
     finished_ = true;
     VirtualScanner& scanner = VirtualScanner::instance();
-    if (frameCall_ && !scanner.journal().frames()) return ok;
+    if (!recording_) return ok;
     // Strings that are not valid UTF-8 (a caller's garbage) must not break the journal.
-    const std::string args = args_.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    const std::string args =
+        args_.is_null() ? std::string("[]")
+                        : args_.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     scanner.journal().record(dev_, op_, args, ok, scanner.rig()->clock.nowUs());
     return ok;
 }

@@ -199,7 +199,7 @@ std::optional<RigConfig> parseRig(const std::string& text, std::string& error) {
     try {
         root = json::parse(text);
     } catch (const json::parse_error& e) {
-        error = std::string("(file): not valid JSON: ") + e.what();
+        error = std::string("(rig): not valid JSON: ") + e.what();
         return std::nullopt;
     }
     try {
