@@ -6,9 +6,17 @@ all: build-default
 deps:
 	@bash scripts/install-deps.sh
 
-build-%: deps
-	cmake --preset $*
-	cmake --build --preset $*
+build-default: deps
+	cmake --preset default
+	cmake --build --preset default
+
+build-asan: deps
+	cmake --preset asan
+	cmake --build --preset asan
+
+build-tsan: deps
+	cmake --preset tsan
+	cmake --build --preset tsan
 
 demo: build-default
 	./build/default/bin/zeta-sim-demo --out out
