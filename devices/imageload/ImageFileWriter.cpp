@@ -61,8 +61,8 @@ ImageFileWriter::Format ImageFileWriter::formatFor(const std::string& path) {
     return Format::png;
 }
 
-WriteResult ImageFileWriter::check(Format format, const unsigned char* data, int width,
-                                   int height, int channels) {
+WriteResult ImageFileWriter::check(Format format, const unsigned char* data, int width, int height,
+                                   int channels) {
     if (data == nullptr) return WriteResult::badArguments;
     if (width <= 0 || height <= 0 || width > maxSide || height > maxSide) {
         return WriteResult::badArguments;
@@ -72,8 +72,8 @@ WriteResult ImageFileWriter::check(Format format, const unsigned char* data, int
     return WriteResult::ok;
 }
 
-WriteResult ImageFileWriter::encode(Format format, const unsigned char* data, int width,
-                                    int height, int channels, const ByteSink& sink) {
+WriteResult ImageFileWriter::encode(Format format, const unsigned char* data, int width, int height,
+                                    int channels, const ByteSink& sink) {
     const WriteResult checked = check(format, data, width, height, channels);
     if (checked != WriteResult::ok) return checked;
     if (!sink) return WriteResult::badArguments;
@@ -82,8 +82,8 @@ WriteResult ImageFileWriter::encode(Format format, const unsigned char* data, in
     context.sink = &sink;
     int encoded = 0;
     if (format == Format::png) {
-        encoded = stbi_write_png_to_func(&SinkContext::put, &context, width, height, channels,
-                                         data, width * channels);
+        encoded = stbi_write_png_to_func(&SinkContext::put, &context, width, height, channels, data,
+                                         width * channels);
     } else {
         encoded =
             stbi_write_bmp_to_func(&SinkContext::put, &context, width, height, channels, data);
@@ -106,11 +106,10 @@ WriteResult ImageFileWriter::write(const char* path, const unsigned char* data, 
 
     std::FILE* file = std::fopen(path, "wb");
     if (file == nullptr) return WriteResult::openFailed;
-    WriteResult result =
-        encode(format, data, width, height, channels,
-               [file](const unsigned char* bytes, std::size_t size) {
-                   return std::fwrite(bytes, 1, size, file) == size;
-               });
+    WriteResult result = encode(format, data, width, height, channels,
+                                [file](const unsigned char* bytes, std::size_t size) {
+                                    return std::fwrite(bytes, 1, size, file) == size;
+                                });
     if (std::fclose(file) != 0 && result == WriteResult::ok) result = WriteResult::writeFailed;
     if (result != WriteResult::ok) {
         // A file that was begun but not completed must not be mistaken for an image.

@@ -22,20 +22,20 @@ enum TRIGGERROUTE : int {
 
 // Pattern the projector shows. Any other value is refused.
 enum PROJECTTYPE : int {
-    PROJECT_OFF = 0,             // nothing: the scene is dark
-    PROJECT_WHITE = 1,           // full white
-    PROJECT_TEXTURE_WHITE = 2,   // white for colour (texture) shots
-    PROJECT_AIM = 3,             // aiming cross
-    PROJECT_STRIPE = 4,          // a static fringe
-    PROJECT_LASER_LINES = 5,     // laser lines (live view)
-    PROJECT_SPECKLE = 6,         // random dots
-    PROJECT_RED = 7,             // flat red
-    PROJECT_GREEN = 8,           // flat green
-    PROJECT_BLUE = 9,            // flat blue
-    PROJECT_CHECKERBOARD = 10,   // calibration checkerboard
-    PROJECT_DENSE_LASER = 11,    // dense parallel laser lines
-    PROJECT_GREY = 12,           // flat mid grey
-    PROJECT_DOT_GRID = 13,       // calibration dot grid
+    PROJECT_OFF = 0,            // nothing: the scene is dark
+    PROJECT_WHITE = 1,          // full white
+    PROJECT_TEXTURE_WHITE = 2,  // white for colour (texture) shots
+    PROJECT_AIM = 3,            // aiming cross
+    PROJECT_STRIPE = 4,         // a static fringe
+    PROJECT_LASER_LINES = 5,    // laser lines (live view)
+    PROJECT_SPECKLE = 6,        // random dots
+    PROJECT_RED = 7,            // flat red
+    PROJECT_GREEN = 8,          // flat green
+    PROJECT_BLUE = 9,           // flat blue
+    PROJECT_CHECKERBOARD = 10,  // calibration checkerboard
+    PROJECT_DENSE_LASER = 11,   // dense parallel laser lines
+    PROJECT_GREY = 12,          // flat mid grey
+    PROJECT_DOT_GRID = 13,      // calibration dot grid
 };
 
 // Scan the board's scan engine runs. Values not listed here are refused.
@@ -47,8 +47,8 @@ enum SCANTYPE : int {
     SCAN_SPECKLE_STROBE = 5,       // continuous speckle scan with the mono strobe lit
     SCAN_SPECKLE_LASER_START = 6,  // speckle frames alternating with laser bursts, until 7
     SCAN_SPECKLE_LASER_STOP = 7,
-    SCAN_E7_STRIPE = 8,            // one E7 stripe sequence (17 frames)
-    SCAN_SEQUENCE_START = 9,       // numbered stripe sequences, again and again, until 10
+    SCAN_E7_STRIPE = 8,       // one E7 stripe sequence (17 frames)
+    SCAN_SEQUENCE_START = 9,  // numbered stripe sequences, again and again, until 10
     SCAN_SEQUENCE_STOP = 10,
 };
 
@@ -161,8 +161,7 @@ ZETA_DLPDEV_API bool zetaQueryCurrentStatus(void* const& handle, unsigned char& 
 ZETA_DLPDEV_API bool zetaQueryProjectorFirewareVersion(void* const& handle, std::string& version);
 // Raw commands of 1 to 64 bytes.
 ZETA_DLPDEV_API bool zetaSendCmdLine(void* const& handle, const char* const& cmd, const int& len);
-ZETA_DLPDEV_API bool zetaSendReportCmd(void* const& handle, const char* const& cmd,
-                                       const int& len);
+ZETA_DLPDEV_API bool zetaSendReportCmd(void* const& handle, const char* const& cmd, const int& len);
 
 // --- image store ------------------------------------------------------------------------------
 // imageType: 1 splash image, 0 firmware image. Chunks are 1 to 64 bytes.

@@ -58,8 +58,8 @@ TEST(ImageFileWriterTest, EncodesBothFormatsPixelExactInMemory) {
             EXPECT_EQ(h, height);
             const std::vector<unsigned char> back(decoded, decoded + pixels.size());
             stbi_image_free(decoded);
-            EXPECT_EQ(back, pixels) << "format " << static_cast<int>(format) << ", channels "
-                                    << channels;
+            EXPECT_EQ(back, pixels)
+                << "format " << static_cast<int>(format) << ", channels " << channels;
         }
     }
 }
@@ -112,8 +112,8 @@ TEST(ImageFileWriterTest, AFailingOutputFailsTheEncoding) {
                     return true;
                 });
             EXPECT_EQ(result, WriteResult::writeFailed)
-                << "format " << static_cast<int>(format) << ", after " << accepted << " of "
-                << size << " bytes";
+                << "format " << static_cast<int>(format) << ", after " << accepted << " of " << size
+                << " bytes";
         }
     }
 }

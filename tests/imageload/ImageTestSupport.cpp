@@ -27,7 +27,9 @@ ScratchDir::~ScratchDir() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-std::string ScratchDir::file(const std::string& name) const { return (path_ / name).string(); }
+std::string ScratchDir::file(const std::string& name) const {
+    return (path_ / name).string();
+}
 
 std::vector<unsigned char> testImage(int width, int height, int channels) {
     std::vector<unsigned char> pixels(static_cast<std::size_t>(width) * height * channels);

@@ -12,9 +12,9 @@
 namespace zeta::imageload {
 namespace {
 
-using test::ScratchDir;
 using test::jsonString;
 using test::readImage;
+using test::ScratchDir;
 using test::testImage;
 using zetaImageLoad::zetaWriteImage;
 
@@ -36,8 +36,7 @@ protected:
     }
 
     // Writes a test image, reads it back and compares every byte.
-    void expectRoundTrip(const std::string& name, int width, int height, int channels,
-                         bool png) {
+    void expectRoundTrip(const std::string& name, int width, int height, int channels, bool png) {
         const std::string path = dir_.file(name);
         const auto pixels = testImage(width, height, channels);
         ASSERT_TRUE(zetaWriteImage(path.c_str(), pixels.data(), width, height, channels));

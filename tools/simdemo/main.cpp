@@ -121,18 +121,23 @@ private:
 
 struct CameraInfo {
     std::string serial;
-    int width = 0;   // the whole frame: all sensor images of a multi-sensor camera side by side
+    int width = 0;  // the whole frame: all sensor images of a multi-sensor camera side by side
     int height = 0;
     SN_IMG_FORMAT format = zetaCamera::SN_IMG_MONO8;
 };
 
 const char* formatName(SN_IMG_FORMAT format) {
     switch (format) {
-        case zetaCamera::SN_IMG_MONO8: return "mono 8-bit";
-        case zetaCamera::SN_IMG_MONO16: return "mono 16-bit";
-        case zetaCamera::SN_IMG_RGBRAW: return "raw Bayer";
-        case zetaCamera::SN_IMG_RGB888: return "RGB 8-bit";
-        case zetaCamera::SN_IMG_RGB48: return "RGB 16-bit";
+        case zetaCamera::SN_IMG_MONO8:
+            return "mono 8-bit";
+        case zetaCamera::SN_IMG_MONO16:
+            return "mono 16-bit";
+        case zetaCamera::SN_IMG_RGBRAW:
+            return "raw Bayer";
+        case zetaCamera::SN_IMG_RGB888:
+            return "RGB 8-bit";
+        case zetaCamera::SN_IMG_RGB48:
+            return "RGB 16-bit";
     }
     return "unknown";
 }
@@ -148,12 +153,14 @@ std::vector<unsigned char> toEightBit(const unsigned char* frame, const CameraIn
     const std::size_t pixels = static_cast<std::size_t>(camera.width) * camera.height;
     switch (camera.format) {
         case zetaCamera::SN_IMG_MONO8:
-        case zetaCamera::SN_IMG_RGBRAW: return {frame, frame + pixels};
-        case zetaCamera::SN_IMG_RGB888: return {frame, frame + pixels * 3};
+        case zetaCamera::SN_IMG_RGBRAW:
+            return {frame, frame + pixels};
+        case zetaCamera::SN_IMG_RGB888:
+            return {frame, frame + pixels * 3};
         case zetaCamera::SN_IMG_MONO16:
         case zetaCamera::SN_IMG_RGB48: {
-            const std::size_t samples = pixels * static_cast<std::size_t>(
-                                                     savedChannels(camera.format));
+            const std::size_t samples =
+                pixels * static_cast<std::size_t>(savedChannels(camera.format));
             std::vector<unsigned char> image(samples);
             for (std::size_t i = 0; i < samples; ++i) image[i] = frame[2 * i + 1];
             return image;
@@ -214,9 +221,9 @@ int runDemo(const std::filesystem::path& outDir) {
     for (const CameraInfo& camera : cameras) {
         auto session = std::make_unique<CameraSession>(camera.serial);
         session->openSerial(camera.serial);
-        checkCamera(zetaCamera::SetTriggerMode(session->handle(), zetaCamera::SN_TRIG_EXTERNAL,
-                                               0, 0, 0),
-                    "SetTriggerMode(" + camera.serial + ")");
+        checkCamera(
+            zetaCamera::SetTriggerMode(session->handle(), zetaCamera::SN_TRIG_EXTERNAL, 0, 0, 0),
+            "SetTriggerMode(" + camera.serial + ")");
         checkCamera(zetaCamera::StartCamera(session->handle(), 0.0),
                     "StartCamera(" + camera.serial + ")");
         sessions.push_back(std::move(session));
@@ -225,9 +232,9 @@ int runDemo(const std::filesystem::path& outDir) {
     BoardSession board;
     checkBoard(zetaVoroDLPdev::zetaProject(board.handle(), zetaVoroDLPdev::PROJECT_SPECKLE),
                "zetaProject(speckle)");
-    checkBoard(zetaVoroDLPdev::zetaOutputSingleTrigger(board.handle(),
-                                                       zetaVoroDLPdev::TRIGGER_ROUTE_MONO),
-               "zetaOutputSingleTrigger(route 0)");
+    checkBoard(
+        zetaVoroDLPdev::zetaOutputSingleTrigger(board.handle(), zetaVoroDLPdev::TRIGGER_ROUTE_MONO),
+        "zetaOutputSingleTrigger(route 0)");
     checkBoard(zetaVoroDLPdev::zetaOutputSingleTrigger(board.handle(),
                                                        zetaVoroDLPdev::TRIGGER_ROUTE_COLOR),
                "zetaOutputSingleTrigger(route 1)");
@@ -237,8 +244,8 @@ int runDemo(const std::filesystem::path& outDir) {
         const std::vector<unsigned char> image = toEightBit(snapFrame(*sessions[i]), camera);
         const int channels = savedChannels(camera.format);
         const std::string path = (outDir / (camera.serial + ".png")).string();
-        if (!zetaImageLoad::zetaWriteImage(path.c_str(), image.data(), camera.width,
-                                           camera.height, channels)) {
+        if (!zetaImageLoad::zetaWriteImage(path.c_str(), image.data(), camera.width, camera.height,
+                                           channels)) {
             failed("zetaWriteImage(" + path + ")", "returned false");
         }
         std::cout << "wrote " << path << " (" << camera.width << "x" << camera.height << ", "

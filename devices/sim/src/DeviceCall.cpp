@@ -51,7 +51,9 @@ DeviceCall& DeviceCall::bytes(int length) {
     return *this;
 }
 
-void DeviceCall::setDevice(std::string dev) { dev_ = std::move(dev); }
+void DeviceCall::setDevice(std::string dev) {
+    dev_ = std::move(dev);
+}
 
 bool DeviceCall::mustFail() {
     VirtualScanner& scanner = VirtualScanner::instance();

@@ -43,8 +43,9 @@ public:
 private:
     const char* op_;
     std::string dev_;
-    nlohmann::json args_;  // null until the first argument: a call that is not journaled allocates nothing
-    bool recording_;       // false for a frame call while frames are not journaled
+    nlohmann::json
+        args_;  // null until the first argument: a call that is not journaled allocates nothing
+    bool recording_;  // false for a frame call while frames are not journaled
 
     bool finished_ = false;
 };

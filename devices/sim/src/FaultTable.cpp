@@ -21,17 +21,7 @@ bool FaultTable::consume(const std::string& dev, const std::string& op) {
     std::lock_guard lock(mutex_);
     auto it = rules_.find({dev, op});
     if (it == rules_.end()) return false;
-    FaultRule& rule = it->second;
-    if (rule.skip > 0) {
-        --rule.skip;
-        return false;
-    }
-    if (rule.times == -1) return true;
-    if (rule.times > 0) {
-        --rule.times;
-        return true;
-    }
-    return false;
+    return it->second.consume();
 }
 
 }  // namespace zeta::sim

@@ -29,11 +29,11 @@ struct Illumination {
 // One pulse on one trigger route. Every camera that listens to the route in triggered mode
 // exposes one frame for it.
 struct TriggerPulse {
-    int route = 0;                 // 0 mono, 1 colour
-    std::uint64_t tUs = 0;         // rig clock at the pulse
-    std::uint64_t stamp = 0;       // the stamp the frames of this pulse carry (camera ticks)
+    int route = 0;            // 0 mono, 1 colour
+    std::uint64_t tUs = 0;    // rig clock at the pulse
+    std::uint64_t stamp = 0;  // the stamp the frames of this pulse carry (camera ticks)
     Illumination light;
-    int sequenceNumber = -1;       // number of the frame in its stripe sequence, -1 none
+    int sequenceNumber = -1;  // number of the frame in its stripe sequence, -1 none
 };
 
 }  // namespace zeta::sim

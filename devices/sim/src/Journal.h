@@ -22,8 +22,8 @@ public:
     Journal& operator=(const Journal&) = delete;
 
     // `argsJson` is the JSON array of the call's input arguments.
-    void record(const std::string& dev, const std::string& op, const std::string& argsJson,
-                bool ok, std::uint64_t tUs);
+    void record(const std::string& dev, const std::string& op, const std::string& argsJson, bool ok,
+                std::uint64_t tUs);
 
     std::vector<JournalRecord> records() const;
     void clear();

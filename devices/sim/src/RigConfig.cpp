@@ -27,19 +27,19 @@ void checkKeys(const json& object, const std::string& key, const std::set<std::s
     }
 }
 
-int readInt(const json& object, const std::string& name, const std::string& key, int low,
-            int high, int fallback) {
+int readInt(const json& object, const std::string& name, const std::string& key, int low, int high,
+            int fallback) {
     if (!object.contains(name)) return fallback;
     const json& value = object.at(name);
     const std::string where = key + "." + name;
     if (!value.is_number_integer()) {
-        fail(where, "must be a whole number from " + std::to_string(low) + " to " +
-                        std::to_string(high));
+        fail(where,
+             "must be a whole number from " + std::to_string(low) + " to " + std::to_string(high));
     }
     const auto number = value.get<long long>();
     if (number < low || number > high) {
-        fail(where, "must be a whole number from " + std::to_string(low) + " to " +
-                        std::to_string(high));
+        fail(where,
+             "must be a whole number from " + std::to_string(low) + " to " + std::to_string(high));
     }
     return static_cast<int>(number);
 }
@@ -103,9 +103,9 @@ std::optional<FrameFaultRule> readFrameFault(const json& object, const std::stri
 
 BoardConfig readBoard(const json& board) {
     const std::string key = "board";
-    checkKeys(board, key,
-              {"paths", "firmware", "status", "present", "fail", "stripePeriodMs",
-               "sequenceLength"});
+    checkKeys(
+        board, key,
+        {"paths", "firmware", "status", "present", "fail", "stripePeriodMs", "sequenceLength"});
     BoardConfig config;
     if (board.contains("paths")) {
         const json& paths = board.at("paths");
@@ -187,10 +187,14 @@ CameraConfig readCamera(const json& camera, std::size_t index) {
 
 int bytesPerPixel(int format) {
     switch (format) {
-        case 2: return 2;
-        case 17: return 3;
-        case 18: return 6;
-        default: return 1;
+        case 2:
+            return 2;
+        case 17:
+            return 3;
+        case 18:
+            return 6;
+        default:
+            return 1;
     }
 }
 

@@ -11,11 +11,28 @@
 
 namespace zeta::sim {
 
+// Counts one event against "after `skip` events, the next `times` (-1: all later) are hit";
+// true when this event is hit. Shared by operation faults and frame faults.
+inline bool consumeFaultCount(int& skip, int& times) {
+    if (skip > 0) {
+        --skip;
+        return false;
+    }
+    if (times == -1) return true;
+    if (times > 0) {
+        --times;
+        return true;
+    }
+    return false;
+}
+
 // How many calls of one operation fail: after `skip` successful calls, the next `times`
 // calls fail (-1: every later call).
 struct FaultRule {
     int skip = 0;
     int times = 0;
+
+    bool consume() { return consumeFaultCount(skip, times); }
 };
 using FaultRules = std::map<std::string, FaultRule>;
 
@@ -24,6 +41,8 @@ struct FrameFaultRule {
     int skip = 0;
     int times = 0;
     int value = 0;  // renumber: the number written into byte 4
+
+    bool consume() { return consumeFaultCount(skip, times); }
 };
 
 struct BoardConfig {
@@ -34,27 +53,27 @@ struct BoardConfig {
     std::uint8_t statusState = 0;
     bool statusFlag = true;
     bool present = true;
-    int stripePeriodMs = 10;       // stripe trigger period until zetaSetStripeScanParameter
-    int sequenceLength = 15;       // frames of one numbered sequence of SCANTYPE 9
+    int stripePeriodMs = 10;  // stripe trigger period until zetaSetStripeScanParameter
+    int sequenceLength = 15;  // frames of one numbered sequence of SCANTYPE 9
     FaultRules fail;
 };
 
 struct CameraConfig {
     std::string serial;
     std::string type{"ZV"};
-    int width = 1280;              // one sensor image
+    int width = 1280;  // one sensor image
     int height = 1024;
-    int format = 1;                // SN_IMG_FORMAT
+    int format = 1;  // SN_IMG_FORMAT
     int sensors = 1;
-    int route = 0;                 // trigger route listened to
-    double fps = 30.0;             // free-run rate
+    int route = 0;      // trigger route listened to
+    double fps = 30.0;  // free-run rate
     bool usb3 = true;
     int gainMin = 0;
     int gainMax = 24;
     bool present = true;
-    int deviceType = 1;            // GetDeviceType
-    int snapTimeoutMs = 100;       // how long SnapShot waits for a frame
-    int buffers = 8;               // frames queued per handle before the oldest is dropped
+    int deviceType = 1;       // GetDeviceType
+    int snapTimeoutMs = 100;  // how long SnapShot waits for a frame
+    int buffers = 8;          // frames queued per handle before the oldest is dropped
     FaultRules fail;
     std::optional<FrameFaultRule> drop;
     std::optional<FrameFaultRule> duplicate;

@@ -8,7 +8,9 @@
 namespace zeta::sim {
 
 namespace {
-VirtualScanner& scanner() { return VirtualScanner::instance(); }
+VirtualScanner& scanner() {
+    return VirtualScanner::instance();
+}
 }  // namespace
 
 bool loadRigText(const std::string& json, std::string* error) {
@@ -19,49 +21,66 @@ bool loadRigFile(const std::string& path, std::string* error) {
     return scanner().loadFile(path, error);
 }
 
-bool reloadRig(std::string* error) { return scanner().reloadFromEnvironment(error); }
+bool reloadRig(std::string* error) {
+    return scanner().reloadFromEnvironment(error);
+}
 
-std::string defaultRigText() { return defaultRigJson(); }
+std::string defaultRigText() {
+    return defaultRigJson();
+}
 
-std::uint64_t nowUs() { return scanner().rig()->clock.nowUs(); }
+std::uint64_t nowUs() {
+    return scanner().rig()->clock.nowUs();
+}
 
-std::vector<JournalRecord> journal() { return scanner().journal().records(); }
-void clearJournal() { scanner().journal().clear(); }
-void setJournalCapacity(std::size_t records) { scanner().journal().setCapacity(records); }
-std::size_t journalCapacity() { return scanner().journal().capacity(); }
-void setJournalFrames(bool on) { scanner().journal().setFrames(on); }
-bool setJournalFile(const std::string& path) { return scanner().journal().setFile(path); }
+std::vector<JournalRecord> journal() {
+    return scanner().journal().records();
+}
+void clearJournal() {
+    scanner().journal().clear();
+}
+void setJournalCapacity(std::size_t records) {
+    scanner().journal().setCapacity(records);
+}
+std::size_t journalCapacity() {
+    return scanner().journal().capacity();
+}
+void setJournalFrames(bool on) {
+    scanner().journal().setFrames(on);
+}
+bool setJournalFile(const std::string& path) {
+    return scanner().journal().setFile(path);
+}
 
 void failNext(const std::string& dev, const std::string& op, int times, int skip) {
     scanner().faults().set(dev, op, FaultRule{skip, times});
 }
 
-void clearFailures() { scanner().faults().clear(); }
+void clearFailures() {
+    scanner().faults().clear();
+}
 
-bool unplug(const std::string& dev) {
+namespace {
+bool setPresent(const std::string& dev, bool present) {
     auto rig = scanner().rig();
     if (dev == "board") {
         if (!rig->board) return false;
-        rig->board->setPresent(false);
+        rig->board->setPresent(present);
         return true;
     }
     auto camera = rig->cameraBySerial(dev);
     if (!camera) return false;
-    camera->setPresent(false);
+    camera->setPresent(present);
     return true;
+}
+}  // namespace
+
+bool unplug(const std::string& dev) {
+    return setPresent(dev, false);
 }
 
 bool replug(const std::string& dev) {
-    auto rig = scanner().rig();
-    if (dev == "board") {
-        if (!rig->board) return false;
-        rig->board->setPresent(true);
-        return true;
-    }
-    auto camera = rig->cameraBySerial(dev);
-    if (!camera) return false;
-    camera->setPresent(true);
-    return true;
+    return setPresent(dev, true);
 }
 
 void setStatus(std::uint8_t first, std::uint8_t second, std::uint8_t state, bool flag) {

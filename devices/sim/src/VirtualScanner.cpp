@@ -31,7 +31,9 @@ VirtualScanner& VirtualScanner::instance() {
     return scanner;
 }
 
-VirtualScanner::VirtualScanner() { reloadFromEnvironment(nullptr); }
+VirtualScanner::VirtualScanner() {
+    reloadFromEnvironment(nullptr);
+}
 
 VirtualScanner::~VirtualScanner() {
     boardHandles_.removeAll();

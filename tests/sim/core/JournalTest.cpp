@@ -21,8 +21,9 @@ TEST(Journal, RecordLineHasTheFieldsInOrder) {
     ASSERT_EQ(records.size(), 2u);
     EXPECT_EQ(records[0].line,
               R"({"n":1,"t_us":123456,"dev":"board","op":"zetaProject","args":[4],"ok":true})");
-    EXPECT_EQ(records[1].line,
-              R"({"n":2,"t_us":123470,"dev":"ZV0001","op":"SetExposureTime","args":[5000],"ok":false})");
+    EXPECT_EQ(
+        records[1].line,
+        R"({"n":2,"t_us":123470,"dev":"ZV0001","op":"SetExposureTime","args":[5000],"ok":false})");
     EXPECT_EQ(records[1].n, 2u);
     EXPECT_EQ(records[1].dev, "ZV0001");
     EXPECT_FALSE(records[1].ok);
@@ -38,8 +39,9 @@ TEST(Journal, WritesAndFlushesEveryRecordToTheFile) {
     std::ifstream in(path);
     std::string line;
     ASSERT_TRUE(std::getline(in, line));
-    EXPECT_EQ(line,
-              R"({"n":1,"t_us":5,"dev":"image","op":"zetaWriteImage","args":["a.png",2,2,1],"ok":true})");
+    EXPECT_EQ(
+        line,
+        R"({"n":1,"t_us":5,"dev":"image","op":"zetaWriteImage","args":["a.png",2,2,1],"ok":true})");
     std::remove(path.c_str());
 }
 

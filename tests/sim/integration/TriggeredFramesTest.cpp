@@ -13,7 +13,6 @@ namespace {
 
 using namespace zetaVoroDLPdev;
 
-
 std::string mono(const std::string& serial) {
     return R"({"serial": ")" + serial + R"(", "width": 64, "height": 48, "format": 1})";
 }
@@ -124,8 +123,8 @@ TEST(TriggeredFrames, AMultiSensorCameraNumbersEverySensorImage) {
             std::vector<zetaCamera::SN_IMG_FORMAT> formats;
             std::vector<unsigned char> whole(frame.pixels);
             whole.resize(whole.size() + 8);
-            ASSERT_TRUE(zetaCamera::SplitImage(scanner.cameras[0], planes, widths, heights,
-                                               formats, whole.data()));
+            ASSERT_TRUE(zetaCamera::SplitImage(scanner.cameras[0], planes, widths, heights, formats,
+                                               whole.data()));
             ASSERT_EQ(planes.size(), 2u);
             EXPECT_EQ(widths, (std::vector<int>{32, 32}));
             EXPECT_EQ(heights, (std::vector<int>{16, 16}));

@@ -32,13 +32,13 @@ ZETA_SIM_API std::uint64_t nowUs();
 // ---- journal -----------------------------------------------------------------------------------
 
 struct JournalRecord {
-    std::uint64_t n = 0;     // number of the call in this process, from 1
-    std::uint64_t tUs = 0;   // rig clock at the return of the call
-    std::string dev;         // "board", a camera serial, "camera" or "image"
-    std::string op;          // operation name as declared
-    std::string args;        // the input arguments as a JSON array, e.g. "[0,true]"
-    bool ok = false;         // success by the operation's own convention
-    std::string line;        // the whole record as written to the journal file
+    std::uint64_t n = 0;    // number of the call in this process, from 1
+    std::uint64_t tUs = 0;  // rig clock at the return of the call
+    std::string dev;        // "board", a camera serial, "camera" or "image"
+    std::string op;         // operation name as declared
+    std::string args;       // the input arguments as a JSON array, e.g. "[0,true]"
+    bool ok = false;        // success by the operation's own convention
+    std::string line;       // the whole record as written to the journal file
 };
 
 // Records kept in memory since the last clear (at most journalCapacity(), oldest dropped first).
@@ -82,25 +82,25 @@ struct RouteState {
     int polarity = 0;
     bool strobe = false;
     bool strobeFlicker = false;
-    std::uint64_t pulses = 0;   // pulses emitted on this route since the rig was loaded
+    std::uint64_t pulses = 0;  // pulses emitted on this route since the rig was loaded
 };
 
 struct BoardState {
     bool present = true;
     int openHandles = 0;
-    int projection = 0;         // PROJECTTYPE last shown
+    int projection = 0;  // PROJECTTYPE last shown
     RouteState routes[2];
-    int scanType = -1;          // running or last SCANTYPE, -1 none
-    int e7Mode = -1;            // running or last E7 scan mode, -1 none
+    int scanType = -1;  // running or last SCANTYPE, -1 none
+    int e7Mode = -1;    // running or last E7 scan mode, -1 none
     int e7InnerWord = 0;
-    bool scanRunning = false;   // a scan engine sequence is running now
+    bool scanRunning = false;  // a scan engine sequence is running now
     int brightness = 100;
     int e7Brightness = 100;
     bool zoom = false;
     bool irLamp = false;
     bool laser = false;
     int distanceIndicate = 0;
-    int stripeFirst = 10, stripeSecond = 0;      // zetaSetStripeScanParameter
+    int stripeFirst = 10, stripeSecond = 0;       // zetaSetStripeScanParameter
     int specklePeriodMs = 10, speckleSpace = 10;  // zetaSetSpeckleOrLaserScanParameter
     int speckLaserPeriodMs = 20, speckLaserFrames = 3;
     int colorSegregationCount = 3, colorDelayUs = 90;
@@ -120,10 +120,10 @@ ZETA_SIM_API std::vector<std::vector<std::uint8_t>> sentCommands(bool report);
 
 // The image store of the board: the last write, started by zetaE7StartWriteImage.
 struct ImageStoreState {
-    bool writing = false;       // started and not yet stopped
-    int imageType = -1;         // type of the last started write, -1 none
-    int writes = 0;             // writes started since the rig was loaded
-    int completedWrites = 0;    // writes stopped
+    bool writing = false;                           // started and not yet stopped
+    int imageType = -1;                             // type of the last started write, -1 none
+    int writes = 0;                                 // writes started since the rig was loaded
+    int completedWrites = 0;                        // writes stopped
     std::vector<std::vector<std::uint8_t>> chunks;  // chunks of the last write, in order
     std::size_t totalBytes = 0;                     // bytes of the last write
 };

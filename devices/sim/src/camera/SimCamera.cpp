@@ -155,19 +155,6 @@ void SimCamera::onPulse(const TriggerPulse& pulse) {
     workCv_.notify_all();
 }
 
-bool SimCamera::hit(FrameFaultRule& rule) {
-    if (rule.skip > 0) {
-        --rule.skip;
-        return false;
-    }
-    if (rule.times == -1) return true;
-    if (rule.times > 0) {
-        --rule.times;
-        return true;
-    }
-    return false;
-}
-
 bool SimCamera::availableLocked() const {
     return present_ && !shutdown_;
 }
@@ -237,12 +224,12 @@ void SimCamera::run() {
 // releases the lock while the frame is made.
 void SimCamera::expose(std::unique_lock<std::mutex>& lock, const Exposure& exposure,
                        std::uint64_t exposureNumber) {
-    if (!producingLocked() || hit(drop_)) {
+    if (!producingLocked() || drop_.consume()) {
         ++dropped_;
         return;
     }
-    const int copies = hit(duplicate_) ? 2 : 1;
-    const int number = hit(renumber_) ? renumber_.value : exposure.number;
+    const int copies = duplicate_.consume() ? 2 : 1;
+    const int number = renumber_.consume() ? renumber_.value : exposure.number;
     FrameRenderer::Key key;
     key.light = exposure.light;
     key.fullWidth = fullWidth_;

@@ -128,8 +128,6 @@ private:
         std::uint64_t stamp = 0;
         int number = 0;
     };
-    // Counts a frame fault rule down; true when this frame is hit.
-    static bool hit(FrameFaultRule& rule);
 
     void run();
     bool availableLocked() const;
