@@ -11,6 +11,7 @@
 
 #include "SimTestSupport.h"
 #include "TriggerBus.h"
+#include "board/BoardLights.h"
 #include "VirtualScanner.h"
 #include "zetaCamera.h"
 #include "zetaVoroSim/SimControl.h"
@@ -82,13 +83,9 @@ inline Illumination light(Illumination::Kind kind, int index = 0, bool strobe = 
     return result;
 }
 
+// A flat light of one colour, as the board shows it.
 inline Illumination flat(std::uint8_t r, std::uint8_t g, std::uint8_t b) {
-    Illumination result;
-    result.kind = Illumination::Kind::Flat;
-    result.r = r;
-    result.g = g;
-    result.b = b;
-    return result;
+    return flatLight(r, g, b);
 }
 
 inline CameraStats statsOf(const std::string& serial) {
