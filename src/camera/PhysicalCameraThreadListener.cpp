@@ -1,0 +1,7 @@
+#include "camera/PhysicalCameraThreadListener.h"
+
+PhysicalCameraThreadListener::~PhysicalCameraThreadListener() = default;
+
+bool PhysicalCameraThreadListener::IsSecondCallBackEnabled() {
+    return true;
+}

@@ -1,0 +1,339 @@
+// IShotSync: the object behind every device handle.
+//
+// It owns the projector board's connection, one camera thread per physical camera, the host's
+// callbacks, the status thread and the watchdog thread, and it defines the one virtual interface
+// (86 slots, declared below in slot order) through which the exported layer drives every scan
+// mode. Each scan mode is a subclass overriding part of it.
+//
+// Slot results are small integers, not RETSTATUS: 0 success, 1 bad argument, 2 board or camera
+// missing, 3 device call failed or not supported, 4 operation failed or timed out, 5 reconnection
+// partly failed. The exported layer maps them per operation.
+//
+// Locks of one handle (when two are held, the first listed is taken first):
+//   m_csProjector   ("main lock") every board call, the camera set, every camera parameter,
+//                   still capture, the status poll, the firmware transfer;
+//   m_csFullCallBack the two full-scan callbacks and their calls;
+//   m_csCallBack    the display, scan and status callbacks and their calls;
+//   m_csImageGroup  the assembly of full and texture groups.
+// Frame handlers run on the grab threads, inside each camera thread's pause and data locks, and
+// take m_csCallBack / m_csFullCallBack / m_csImageGroup only (never m_csProjector).
+//
+// The implementation is split by concern over several source files:
+//   IShotSync.cpp           construction, destruction, board open/close, board slots, callbacks
+//   IShotSyncCameras.cpp    camera set, channel words, camera parameters, display frame handler
+//   IShotSyncCapture.cpp    still capture, default frame handler, full and texture matchers
+//   IShotSyncStatus.cpp     status thread, watchdog, reconnection, CloseDeviceCamera
+//   IShotSyncFirmware.cpp   firmware / splash image transfer
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "camera/PhysicalCameraThread.h"
+#include "camera/PhysicalCameraThreadListener.h"
+#include "platform/CriticalSection.h"
+#include "platform/Event.h"
+#include "platform/Thread.h"
+#include "zetaVoroSync/zetaVoroSync.h"
+
+class IShotSync : public PhysicalCameraThreadListener {
+public:
+    // Number of event handles the watchdog can wait on.
+    static constexpr int kMaxWaitHandles = 10;
+
+    IShotSync();
+    IShotSync(const IShotSync&) = delete;
+    IShotSync& operator=(const IShotSync&) = delete;
+
+    // ---- Slots 0-3 (0 and 1-3 come from the listener) ----
+    ~IShotSync() override;                                        // 0
+    void onSnapFailed(int camID, int colorMode) override;         // 1
+    void onCameraThreadNotify(int notify) override;               // 2
+    bool IsSecondCallBackEnabled() override;                      // 3
+
+    // ---- Lifecycle and board ----
+    virtual int ExitSync();                                                                 // 4
+    virtual int ExitProjector();                                                            // 5
+    virtual int SetStatusCallBackFunction(zetaVoroSync::StatusCallBack callBack,
+                                          void* pUserData);                                 // 6
+    virtual int IsConnectOnU3(const char* cameraName, bool& onU3);                          // 7
+    virtual int EnableAutoReconnect(bool bEnable, bool bWatchProjector,
+                                    const std::vector<bool>& watchCameras);                 // 8
+    virtual int ReConnectDevice();                                                          // 9
+    virtual int ReConnectDeviceEx();                                                        // 10
+    virtual int InitProjector(const char* const& path);                                     // 11
+    virtual int SetProjectorBrightness(const int& percent);                                 // 12
+    virtual int GetProjectorBrightness(int& percent);                                       // 13
+
+    // ---- Triggers, strobes, projection (route: 0 mono, 1 colour, 2 both) ----
+    virtual int SetVideoTriggerPeriod(const int& route, const int& period) = 0;             // 14
+    virtual int GetVideoTriggerPeriod(const int& route, int& period) = 0;                   // 15
+    virtual int SetTriggerPulseWidth(const int& route, const int& width) = 0;               // 16
+    virtual int GetTriggerPulseWidth(const int& route, int& width) = 0;                     // 17
+    virtual int SetTriggerPolarity(const int& route, const int& polarity) = 0;              // 18
+    virtual int GetTriggerPolarity(const int& route, int& polarity) = 0;                    // 19
+    virtual int EnableContinueTrigger(const int& route, const bool& bEnable);               // 20
+    virtual int PushSingleTrigger(const int& route);                                        // 21
+    // `patternCode` is the synchroniser's pattern code 0..12 (not the public PROJECTTYPES).
+    virtual int Project(const int& patternCode);                                            // 22
+    virtual int PowerStrobeUp(const int& route, const bool& bOn) = 0;                       // 23
+    virtual int SetDistanceIndicate(const int& state);                                      // 24
+    virtual int SetStrobeControlByTrigger(const int& route, const bool& bOn) = 0;           // 25
+    virtual int EnableZoomFunction(const bool& bEnable);                                    // 26
+    virtual int EnableIRProjectorAndLaser(const bool& bIRProjector, const bool& bLaser);    // 27
+    virtual int ResetColorModule();                                                         // 28
+    virtual int EnterFixScanFastMode();                                                     // 29
+    virtual int EnterFixScanFreeProjectMode();                                              // 30
+
+    // ---- Camera set and parameters (camOrder = position in the serial list) ----
+    virtual int GetAllSpecifyTypeCameraInformation(const std::string& type,
+                                                   std::vector<char*>& serials,
+                                                   std::vector<int>& widths,
+                                                   std::vector<int>& heights,
+                                                   std::vector<bool>& colors);              // 31
+    virtual int OpenCameras(const std::vector<char*>& serials, const std::vector<int>& widths,
+                            const std::vector<int>& heights);                               // 32
+    virtual int ReopenCameras();                                                            // 33
+    virtual int GetConnectCameraCount(int& count);                                          // 34
+    virtual int SetCameraExposureTime(const int& camOrder, const double& exposureMs);       // 35
+    virtual int GetCameraExposure(const int& camOrder, double& exposureMs);                 // 36
+    virtual int SetCameraGain(const int& camOrder, const int& gain);                        // 37
+    virtual int GetCameraGain(const int& camOrder, int& gain);                              // 38
+    virtual int SetCameraSharpness(const int& camOrder, const int& sharpness);              // 39
+    virtual int GetCameraSharpness(const int& camOrder, int& sharpness);                    // 40
+    virtual int SetCameraGamma(const int& camOrder, const int& gamma);                      // 41
+    virtual int GetCameraGamma(const int& camOrder, int& gamma);                            // 42
+    virtual int SpecifyCameraDoWhiteBalance(const int& camOrder, float& rRatio,
+                                            float& bRatio);                                 // 43
+    virtual int GetSpecifyCameraWBRatio(const int& camOrder, float& rRatio, float& bRatio); // 44
+    virtual int SetCameraTriggerMode(const int& camOrder, const int& mode);                 // 45
+    virtual int GetCameraTriggerMode(const int& camOrder, int& mode);                       // 46
+    // `serial` must be null on entry; receives a malloc'd string the caller frees with free.
+    virtual int GetCameraSerialNumber(const int& camOrder, char*& serial);                  // 47
+    virtual int GetCameraResolution(const int& camOrder, int& width, int& height);          // 48
+    virtual int IsCameraColor(const int& camOrder, bool& bColor);                           // 49
+    virtual int SetCameraBinning(const int& camOrder, const int& mode);                     // 50
+
+    // ---- Callback registration ----
+    virtual int SetDisplayCallBackFunction(zetaVoroSync::DisplayCallBack callBack,
+                                           void* pUserData);                                // 51
+    virtual int SetScanCallBackFunction(zetaVoroSync::ScanCallBack callBack,
+                                        void* pUserData);                                   // 52
+    virtual int SetDisplayCallBackFunction2(zetaVoroSync::DisplayCallBack2 callBack,
+                                            void* pUserData);                               // 53
+    virtual int SetScanCallBackFunction2(zetaVoroSync::ScanCallBack2 callBack,
+                                         void* pUserData);                                  // 54
+    virtual int SetScanFullCallBackFunction(zetaVoroSync::ScanFullCallBack callBack,
+                                            void* pUserData);                               // 55
+    virtual int SetTextureScanFullCallBackFunction(
+        zetaVoroSync::TextureScanFullCallBack callBack, void* pUserData);                   // 56
+
+    // ---- Still capture (images handed out are malloc'd; the caller frees them) ----
+    virtual int SnapSingleImageFromSpecifyCamera(const int& camOrder, unsigned char*& image,
+                                                 int& width, int& height,
+                                                 int& channels);                            // 57
+    virtual int SnapSingleGroupImages(std::vector<unsigned char*>& images,
+                                      std::vector<int>& widths, std::vector<int>& heights,
+                                      std::vector<int>& channels);                          // 58
+    virtual int SnapRGBImageFromSpecifyCamera(const int& camOrder, unsigned char*& image,
+                                              int& width, int& height);                     // 59
+    virtual int SnapSingleGroupRGBImages(std::vector<unsigned char*>& images,
+                                         std::vector<int>& widths,
+                                         std::vector<int>& heights);                        // 60
+    virtual bool PrintCameraSnapFailInfomation(const bool& bPrint);                         // 61
+
+    // ---- Time stamps, scans, miscellaneous ----
+    virtual bool ResetCameraTimeStamp(const int& route);                                    // 62
+    virtual bool SpecifiedTimeStampType(const int& type);                                   // 63
+    virtual int ResetBuffer();                                                              // 64
+    virtual int SetScanParameter(const std::vector<int>& parameters);                       // 65
+    virtual int Scan(const bool& start, int count);                                         // 66
+    virtual int Scan(const bool& start) = 0;                                                // 67
+    virtual int stopSequenceScan();                                                         // 68
+    virtual int UpdateFirewareImageData(const wchar_t* path, int imageType,
+                                        zetaVoroSync::UpdateProgressCallBack progressCallBack,
+                                        void* pUserData);                                   // 69
+    // The images stay owned by the synchroniser, valid until the next scan.
+    virtual int GetScanImages(std::vector<unsigned char*>& images, std::vector<int>& widths,
+                              std::vector<int>& heights, std::vector<int>& channels) = 0;   // 70
+    virtual int ReValidSetting() = 0;                                                       // 71
+    virtual int SpeckleOrLaser(const bool& bSpeckle);                                       // 72
+    virtual bool GetFirewareVersion(std::string& version);                                  // 73
+    virtual int GetSpecifyCameraChannelNum(const int& camOrder, int& channels);             // 74
+    virtual int SetLastScanOperation(int operation);                                        // 75
+    virtual int CloseDeviceCamera();                                                        // 76
+    virtual int startSequenceScan(int nSequenceCount);                                      // 77
+    virtual int ResetVideoWidthHeight(int width, int height);                               // 78
+    virtual int SetMonoColorSpan(int nSpan);                                                // 79
+    virtual int SetStrobeLightingTime(const int& camOrder, int nTime);                      // 80
+    // Allocates a camera thread bound to `listener`; the caller owns it (delete).
+    virtual CPhysicalCameraThread* CreateCameraThread(
+        PhysicalCameraThreadListener* listener);                                            // 81
+    virtual int QueryCurrentStatus(unsigned long& first, unsigned long& second,
+                                   unsigned long& stateHigh, unsigned long& stateLow,
+                                   bool& flag);                                             // 82
+    virtual void SaveOrRestoreVideoTrigger(const bool& bSave);                              // 83
+    virtual bool SendCustomerCommand(const char* cmd, int len);                             // 84
+    virtual bool SendReportCommand(const char* cmd, int len);                               // 85
+
+    // ---- Non-virtual helpers used by the exported layer and the scan modes ----
+    int GetSyncType() const { return m_syncType; }
+
+    // Frame handlers installed on the camera threads (context = the synchroniser). They run on
+    // a grab thread inside that camera thread's pause and data locks.
+    // Display frame handler: feeds display callbacks 1 and 2 (locks: m_csCallBack).
+    static void DisplayFrameHandler(const void* const& pContext, const int& cameraID,
+                                    const unsigned char* const& data, const int& width,
+                                    const int& height, const int& frameCode);
+    // Default scan frame handler outside scans: feeds scan callbacks 1 and 2, else the full and
+    // texture matchers (locks: m_csCallBack, or m_csImageGroup then m_csFullCallBack).
+    static void DefaultScanFrameHandler(const void* const& pContext, const int& cameraID,
+                                        const unsigned char* const& data, const int& width,
+                                        const int& height, const int& channels);
+
+    // Full-group matcher: offers one image with its frame's time stamp; true when the group in
+    // m_fullImages is complete. Caller holds m_csImageGroup.
+    bool MatchFullGroup(int cameraIndex, const unsigned char* image, int width, int height,
+                        int channels, std::uint64_t timeStamp);
+    // Texture-group matcher (own reference stamp and records); a false `bValid` empties the
+    // group and reports it complete at once. Caller holds m_csImageGroup.
+    bool MatchTextureGroup(int cameraIndex, const unsigned char* image, int width, int height,
+                           int channels, std::uint64_t timeStamp, bool bValid);
+    // Resets the process-wide matcher state (reference stamps, mismatch counter). For tests.
+    static void ResetMatcherStateForTest();
+
+protected:
+    // ---- Helpers shared by the slots and the scan modes ----
+    // Thread index of a logical camera, or -1 when camOrder is out of range (status 1).
+    int ThreadIndexOf(int camOrder) const;
+    // The camera thread of a logical camera, or null (missing thread or bad index).
+    CPhysicalCameraThread* CameraOf(int camOrder) const;
+    // Channel words of a serial list (bits 0-3 repeat number, 4-7 thread index, 8+ position).
+    static std::vector<std::uint32_t> ComputeChannelWords(const std::vector<char*>& serials,
+                                                          std::vector<std::string>& runSerials);
+    // Pixel type (colour-mode code 0..3) and bytes per pixel of a camera thread (0 bytes when
+    // unreadable).
+    static int PixelTypeOf(CPhysicalCameraThread* camera);
+    static int BytesPerPixelOf(CPhysicalCameraThread* camera);
+    // Resets a camera to its initialised state (lock snap thread, initialise, unlock, forget the
+    // last frame).
+    static void ResetCameraToInitializedState(CPhysicalCameraThread* camera);
+    // The board call behind slot 28 that every scan mode shares: 0, 2 without a board, 3.
+    int ResetColorRoute();
+    // The unsigned 64-bit time stamp after the image data of a frame.
+    static std::uint64_t FrameTimeStamp(const unsigned char* frame, int width, int height,
+                                        int channels);
+
+    // Snap guard: saves m_bAutoReconnect in the process-wide copy and clears it; the restore
+    // puts the process-wide copy back. One copy for the whole process: two synchronisers
+    // snapping at once restore each other's value (kept as the system does it).
+    void SaveAndClearAutoReconnect();
+    void RestoreAutoReconnect();
+
+    // Status thread body (locks: m_csProjector, then m_csCallBack for the callback).
+    unsigned StatusThreadFun();
+    // Watchdog thread body (no locks; sleeps in 300 ms steps, supervision switched off).
+    unsigned WatchdogThreadFun();
+    // Pauses every camera thread, releases and re-creates its camera (threads stay paused).
+    void ReInitializeCamera();
+    // Stops the watchdog thread (flag, event, join) and closes its event.
+    void StopWatchdog();
+
+    // ---- Members, in the order of the object model ----
+    zetaVoroSync::ScanFullCallBack m_pScanFullCallBack = nullptr;
+    zetaVoroSync::TextureScanFullCallBack m_pTextureScanFullCallBack = nullptr;
+    void* m_pScanFullUserData = nullptr;
+    void* m_pTextureScanFullUserData = nullptr;
+    // One record per logical camera; owned here, buffers malloc'd, freed by the destructor.
+    std::vector<zetaVoroSync::_MY_IMAGE_*> m_fullImages;
+    zeta::platform::CriticalSection m_csProjector;
+    zeta::platform::CriticalSection m_csCallBack;
+    zeta::platform::CriticalSection m_csFullCallBack;
+    zeta::platform::CriticalSection m_csImageGroup;
+    void* m_pStatusUserData = nullptr;
+    std::unique_ptr<zeta::platform::Thread> m_hThread;  // status thread
+    int m_modeValue = 0;
+    std::string m_reserved;
+    bool m_bNewPrtocol = false;
+    void* m_hProjector = nullptr;
+    std::atomic<int> m_modeSwitchState{-1};
+    int m_projectorStatus = 0;
+    std::uint32_t m_allCameraMask = 0;
+    std::uint32_t m_arrivedCameraMask = 0;
+    int m_timeStampArea = 0;
+    bool m_bVideoPeriodDirty = false;
+    bool m_bTriggerWidthDirty = false;
+    bool m_bStrobeByTrigger = false;
+    int m_strobeControlRoute = 0;
+    int m_triggerLineOrder = 0;
+    std::vector<int> m_cameraExposure;
+    std::vector<int> m_cameraGain;
+    std::vector<int> m_cameraGamma;
+    std::vector<int> m_cameraSharpness;
+    std::vector<CPhysicalCameraThread*> m_cameras;  // owned (delete)
+    std::atomic<bool> m_bScanning{false};
+    std::atomic<bool> m_bAutoReconnect{false};
+    std::atomic<bool> m_bContinueStatusThread{false};
+    zetaVoroSync::StatusCallBack m_pStatusCallBack = nullptr;
+    int m_syncType = 0;
+    std::atomic<bool> m_bContinueWatchdog{true};
+    std::unique_ptr<zeta::platform::Thread> m_hWatchdogThread;
+    std::unique_ptr<zeta::platform::Event> m_hWatchdogEvent;  // manual reset
+    std::vector<std::unique_ptr<zeta::platform::Event>> m_cameraEvents;  // manual reset
+    std::array<zeta::platform::Event*, kMaxWaitHandles> m_waitHandles{};
+    int m_waitHandleCount = 0;
+    zetaVoroSync::DisplayCallBack m_pDisplayCallBack = nullptr;
+    zetaVoroSync::ScanCallBack m_pScanCallBack = nullptr;
+    void* m_pDisplayUserData = nullptr;
+    void* m_pScanUserData = nullptr;
+    zetaVoroSync::DisplayCallBack2 m_pDisplayCallBack2 = nullptr;
+    zetaVoroSync::ScanCallBack2 m_pScanCallBack2 = nullptr;
+    void* m_pDisplayUserData2 = nullptr;
+    void* m_pScanUserData2 = nullptr;
+    std::vector<std::string> m_cameraSerials;   // serial of each thread (run of equal serials)
+    std::vector<int> m_cameraResolution;        // 2k width, 2k+1 height of thread k
+    std::vector<std::uint32_t> m_cameraChannels;  // channel word per logical camera
+    std::string m_projectorPath;
+    std::vector<int> m_textureExposure;
+    // Four state flags of the status thread and the watchdog; the fourth is m_bReconnecting.
+    // The first three belong to the switched-off supervision step of the watchdog.
+    std::atomic<bool> m_bProjectorChecked{false};
+    std::atomic<bool> m_bCamerasChecked{false};
+    std::atomic<bool> m_bAutoReconnecting{false};
+    std::atomic<bool> m_bReconnecting{false};
+    // The watchdog holds the device as usable; while false the status thread reports 65534 as
+    // the second status value.
+    std::atomic<bool> m_bDeviceReady{true};
+    int m_lastScanOperation = 0;
+    std::atomic<bool> m_bStatusReadFailed{false};
+    int m_savedVideoTrigger[2] = {-1, -1};
+    bool m_bColorTrigleCopyFromMono = false;
+    int m_timeStampType = 0;
+    std::vector<int> m_scanParameters;
+
+    // Per-route trigger settings; the subclass constructors give their starting values.
+    int m_triggerWidth[2] = {-1, -1};
+    int m_triggerVideoPeriod[2] = {-1, -1};
+    bool m_bStrobePowered[2] = {false, false};
+    int m_triggerPolarity[2] = {-1, -1};
+
+    // Frame tag of the second callbacks when the top byte of m_modeValue is not 1.
+    std::atomic<int> m_lastFrameCode{0};
+
+    // Texture matcher state (its own records and arrived mask; m_allCameraMask is shared).
+    std::vector<zetaVoroSync::_MY_IMAGE_*> m_textureImages;
+    std::uint32_t m_textureArrivedMask = 0;
+
+    // Only the first exposure / gain given to a colour (texture) camera after a connection
+    // takes effect. Process-wide (shared by every synchroniser), re-armed by ReConnectDeviceEx.
+    static std::atomic<bool> m_firstSetTextureExposure;
+    static std::atomic<bool> m_firstSetTextureGain;
+
+    // Status callback lock: guards m_pStatusCallBack / m_pStatusUserData while the status
+    // thread calls back (taken after m_csProjector when both are held).
+    zeta::platform::CriticalSection m_csStatusCallBack;
+};
