@@ -19,6 +19,7 @@
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
 #include "platform/Sleep.h"
+#include "platform/TickCount.h"
 #include "platform/TraceBuffer.h"
 #include "zetaCamera.h"
 
@@ -71,7 +72,12 @@ bool CPhysicalCameraThread::OpenCamera(const std::string& serial, int width, int
         return false;
     }
     zetaCamera::SN_IMG_FORMAT format = zetaCamera::SN_IMG_MONO8;
-    zetaCamera::GetColorMode(m_camera, format);
+    {
+        // The handle may be replaced by InializeCamera on another thread (reconnection); it is
+        // read under the data lock like every other use of it.
+        zeta::platform::CriticalSectionGuard dataLock(m_csData);
+        zetaCamera::GetColorMode(m_camera, format);
+    }
     {
         // The buffer size is read by frame copies on other threads under the data lock.
         zeta::platform::CriticalSectionGuard data(m_csData);
@@ -473,7 +479,12 @@ void CPhysicalCameraThread::LockLowLevelGrabThread(bool bLock) {
 // the snap and the callbacks and left in the reverse order before the pass sleeps.
 unsigned CPhysicalCameraThread::ThreadFun() {
     zetaCamera::SN_IMG_FORMAT format = zetaCamera::SN_IMG_MONO8;
-    zetaCamera::GetColorMode(m_camera, format);
+    {
+        // The handle may be replaced by InializeCamera on another thread (reconnection); it is
+        // read under the data lock like every other use of it.
+        zeta::platform::CriticalSectionGuard dataLock(m_csData);
+        zetaCamera::GetColorMode(m_camera, format);
+    }
     const int threshold =
         (format == zetaCamera::SN_IMG_MONO8 || format == zetaCamera::SN_IMG_MONO16)
             ? kSnapFailThresholdMono
@@ -820,6 +831,18 @@ bool CPhysicalCameraThread::GetDeviceTotal(int& total) {
 // ---------------------------------------------------------------------------------------------
 // Frames
 // ---------------------------------------------------------------------------------------------
+
+bool CPhysicalCameraThread::WaitForCurrentFrame(std::uint32_t timeoutMs) {
+    const std::uint64_t start = zeta::platform::tickCount64Ms();
+    for (;;) {
+        {
+            zeta::platform::CriticalSectionGuard dataLock(m_csData);
+            if (m_pData != nullptr) return true;
+        }
+        if (zeta::platform::tickCount64Ms() - start >= timeoutMs) return false;
+        zeta::platform::sleepMs(1);
+    }
+}
 
 bool CPhysicalCameraThread::CopyCurrentFrame(unsigned char* target) {
     m_csData.enter();

@@ -12,6 +12,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -110,6 +111,9 @@ public:
     // camera serving several logical cameras) into `target`. False, with "No Data" printed, when
     // there is no frame.
     bool CopyCurrentFrame(unsigned char* target);
+    // Waits up to timeoutMs for the grab thread to hold a frame (polling under the data lock).
+    // True when it does. Runs on the caller's thread; the grab thread keeps running.
+    bool WaitForCurrentFrame(std::uint32_t timeoutMs);
     // Snaps directly (under the data lock) and copies buffer-size bytes into `target`; sets
     // `target` to null and returns false when the snap gave no data. `target` stays the caller's.
     bool SnapShot(unsigned char*& target);
@@ -135,7 +139,7 @@ protected:
 
     zeta::platform::CriticalSection m_csData;   // guards m_pData and snapping
     zeta::platform::CriticalSection m_csPause;  // held by a paused owner
-    void* m_camera = nullptr;                    // library camera handle
+    void* m_camera = nullptr;                   // library camera handle
     int m_frameSequence = 0;
     std::atomic<bool> m_bRunning{false};
     std::atomic<bool> m_bOpen{false};
