@@ -50,138 +50,142 @@ public:
     IShotSync& operator=(const IShotSync&) = delete;
 
     // ---- Slots 0-3 (0 and 1-3 come from the listener) ----
-    ~IShotSync() override;                                        // 0
-    void onSnapFailed(int camID, int colorMode) override;         // 1
-    void onCameraThreadNotify(int notify) override;               // 2
-    bool IsSecondCallBackEnabled() override;                      // 3
+    ~IShotSync() override;                                 // 0
+    void onSnapFailed(int camID, int colorMode) override;  // 1
+    void onCameraThreadNotify(int notify) override;        // 2
+    bool IsSecondCallBackEnabled() override;               // 3
 
     // ---- Lifecycle and board ----
-    virtual int ExitSync();                                                                 // 4
-    virtual int ExitProjector();                                                            // 5
+    virtual int ExitSync();       // 4
+    virtual int ExitProjector();  // 5
     virtual int SetStatusCallBackFunction(zetaVoroSync::StatusCallBack callBack,
-                                          void* pUserData);                                 // 6
-    virtual int IsConnectOnU3(const char* cameraName, bool& onU3);                          // 7
+                                          void* pUserData);         // 6
+    virtual int IsConnectOnU3(const char* cameraName, bool& onU3);  // 7
     virtual int EnableAutoReconnect(bool bEnable, bool bWatchProjector,
-                                    const std::vector<bool>& watchCameras);                 // 8
-    virtual int ReConnectDevice();                                                          // 9
-    virtual int ReConnectDeviceEx();                                                        // 10
-    virtual int InitProjector(const char* const& path);                                     // 11
-    virtual int SetProjectorBrightness(const int& percent);                                 // 12
-    virtual int GetProjectorBrightness(int& percent);                                       // 13
+                                    const std::vector<bool>& watchCameras);  // 8
+    virtual int ReConnectDevice();                                           // 9
+    virtual int ReConnectDeviceEx();                                         // 10
+    virtual int InitProjector(const char* const& path);                      // 11
+    virtual int SetProjectorBrightness(const int& percent);                  // 12
+    virtual int GetProjectorBrightness(int& percent);                        // 13
 
     // ---- Triggers, strobes, projection (route: 0 mono, 1 colour, 2 both) ----
-    virtual int SetVideoTriggerPeriod(const int& route, const int& period) = 0;             // 14
-    virtual int GetVideoTriggerPeriod(const int& route, int& period) = 0;                   // 15
-    virtual int SetTriggerPulseWidth(const int& route, const int& width) = 0;               // 16
-    virtual int GetTriggerPulseWidth(const int& route, int& width) = 0;                     // 17
-    virtual int SetTriggerPolarity(const int& route, const int& polarity) = 0;              // 18
-    virtual int GetTriggerPolarity(const int& route, int& polarity) = 0;                    // 19
-    virtual int EnableContinueTrigger(const int& route, const bool& bEnable);               // 20
-    virtual int PushSingleTrigger(const int& route);                                        // 21
+    virtual int SetVideoTriggerPeriod(const int& route, const int& period) = 0;  // 14
+    virtual int GetVideoTriggerPeriod(const int& route, int& period) = 0;        // 15
+    virtual int SetTriggerPulseWidth(const int& route, const int& width) = 0;    // 16
+    virtual int GetTriggerPulseWidth(const int& route, int& width) = 0;          // 17
+    virtual int SetTriggerPolarity(const int& route, const int& polarity) = 0;   // 18
+    virtual int GetTriggerPolarity(const int& route, int& polarity) = 0;         // 19
+    virtual int EnableContinueTrigger(const int& route, const bool& bEnable);    // 20
+    virtual int PushSingleTrigger(const int& route);                             // 21
     // `patternCode` is the synchroniser's pattern code 0..12 (not the public PROJECTTYPES).
-    virtual int Project(const int& patternCode);                                            // 22
-    virtual int PowerStrobeUp(const int& route, const bool& bOn) = 0;                       // 23
-    virtual int SetDistanceIndicate(const int& state);                                      // 24
-    virtual int SetStrobeControlByTrigger(const int& route, const bool& bOn) = 0;           // 25
-    virtual int EnableZoomFunction(const bool& bEnable);                                    // 26
-    virtual int EnableIRProjectorAndLaser(const bool& bIRProjector, const bool& bLaser);    // 27
-    virtual int ResetColorModule();                                                         // 28
-    virtual int EnterFixScanFastMode();                                                     // 29
-    virtual int EnterFixScanFreeProjectMode();                                              // 30
+    virtual int Project(const int& patternCode);                                          // 22
+    virtual int PowerStrobeUp(const int& route, const bool& bOn) = 0;                     // 23
+    virtual int SetDistanceIndicate(const int& state);                                    // 24
+    virtual int SetStrobeControlByTrigger(const int& route, const bool& bOn) = 0;         // 25
+    virtual int EnableZoomFunction(const bool& bEnable);                                  // 26
+    virtual int EnableIRProjectorAndLaser(const bool& bIRProjector, const bool& bLaser);  // 27
+    virtual int ResetColorModule();                                                       // 28
+    virtual int EnterFixScanFastMode();                                                   // 29
+    virtual int EnterFixScanFreeProjectMode();                                            // 30
 
     // ---- Camera set and parameters (camOrder = position in the serial list) ----
     virtual int GetAllSpecifyTypeCameraInformation(const std::string& type,
                                                    std::vector<char*>& serials,
                                                    std::vector<int>& widths,
                                                    std::vector<int>& heights,
-                                                   std::vector<bool>& colors);              // 31
+                                                   std::vector<bool>& colors);  // 31
     virtual int OpenCameras(const std::vector<char*>& serials, const std::vector<int>& widths,
-                            const std::vector<int>& heights);                               // 32
-    virtual int ReopenCameras();                                                            // 33
-    virtual int GetConnectCameraCount(int& count);                                          // 34
-    virtual int SetCameraExposureTime(const int& camOrder, const double& exposureMs);       // 35
-    virtual int GetCameraExposure(const int& camOrder, double& exposureMs);                 // 36
-    virtual int SetCameraGain(const int& camOrder, const int& gain);                        // 37
-    virtual int GetCameraGain(const int& camOrder, int& gain);                              // 38
-    virtual int SetCameraSharpness(const int& camOrder, const int& sharpness);              // 39
-    virtual int GetCameraSharpness(const int& camOrder, int& sharpness);                    // 40
-    virtual int SetCameraGamma(const int& camOrder, const int& gamma);                      // 41
-    virtual int GetCameraGamma(const int& camOrder, int& gamma);                            // 42
+                            const std::vector<int>& heights);                          // 32
+    virtual int ReopenCameras();                                                       // 33
+    virtual int GetConnectCameraCount(int& count);                                     // 34
+    virtual int SetCameraExposureTime(const int& camOrder, const double& exposureMs);  // 35
+    virtual int GetCameraExposure(const int& camOrder, double& exposureMs);            // 36
+    virtual int SetCameraGain(const int& camOrder, const int& gain);                   // 37
+    virtual int GetCameraGain(const int& camOrder, int& gain);                         // 38
+    virtual int SetCameraSharpness(const int& camOrder, const int& sharpness);         // 39
+    virtual int GetCameraSharpness(const int& camOrder, int& sharpness);               // 40
+    virtual int SetCameraGamma(const int& camOrder, const int& gamma);                 // 41
+    virtual int GetCameraGamma(const int& camOrder, int& gamma);                       // 42
     virtual int SpecifyCameraDoWhiteBalance(const int& camOrder, float& rRatio,
-                                            float& bRatio);                                 // 43
-    virtual int GetSpecifyCameraWBRatio(const int& camOrder, float& rRatio, float& bRatio); // 44
-    virtual int SetCameraTriggerMode(const int& camOrder, const int& mode);                 // 45
-    virtual int GetCameraTriggerMode(const int& camOrder, int& mode);                       // 46
+                                            float& bRatio);                                  // 43
+    virtual int GetSpecifyCameraWBRatio(const int& camOrder, float& rRatio, float& bRatio);  // 44
+    virtual int SetCameraTriggerMode(const int& camOrder, const int& mode);                  // 45
+    virtual int GetCameraTriggerMode(const int& camOrder, int& mode);                        // 46
     // `serial` must be null on entry; receives a malloc'd string the caller frees with free.
-    virtual int GetCameraSerialNumber(const int& camOrder, char*& serial);                  // 47
-    virtual int GetCameraResolution(const int& camOrder, int& width, int& height);          // 48
-    virtual int IsCameraColor(const int& camOrder, bool& bColor);                           // 49
-    virtual int SetCameraBinning(const int& camOrder, const int& mode);                     // 50
+    virtual int GetCameraSerialNumber(const int& camOrder, char*& serial);          // 47
+    virtual int GetCameraResolution(const int& camOrder, int& width, int& height);  // 48
+    virtual int IsCameraColor(const int& camOrder, bool& bColor);                   // 49
+    virtual int SetCameraBinning(const int& camOrder, const int& mode);             // 50
 
     // ---- Callback registration ----
     virtual int SetDisplayCallBackFunction(zetaVoroSync::DisplayCallBack callBack,
-                                           void* pUserData);                                // 51
+                                           void* pUserData);  // 51
     virtual int SetScanCallBackFunction(zetaVoroSync::ScanCallBack callBack,
-                                        void* pUserData);                                   // 52
+                                        void* pUserData);  // 52
     virtual int SetDisplayCallBackFunction2(zetaVoroSync::DisplayCallBack2 callBack,
-                                            void* pUserData);                               // 53
+                                            void* pUserData);  // 53
     virtual int SetScanCallBackFunction2(zetaVoroSync::ScanCallBack2 callBack,
-                                         void* pUserData);                                  // 54
+                                         void* pUserData);  // 54
     virtual int SetScanFullCallBackFunction(zetaVoroSync::ScanFullCallBack callBack,
-                                            void* pUserData);                               // 55
-    virtual int SetTextureScanFullCallBackFunction(
-        zetaVoroSync::TextureScanFullCallBack callBack, void* pUserData);                   // 56
+                                            void* pUserData);  // 55
+    virtual int SetTextureScanFullCallBackFunction(zetaVoroSync::TextureScanFullCallBack callBack,
+                                                   void* pUserData);  // 56
 
     // ---- Still capture (images handed out are malloc'd; the caller frees them) ----
     virtual int SnapSingleImageFromSpecifyCamera(const int& camOrder, unsigned char*& image,
                                                  int& width, int& height,
-                                                 int& channels);                            // 57
-    virtual int SnapSingleGroupImages(std::vector<unsigned char*>& images,
-                                      std::vector<int>& widths, std::vector<int>& heights,
-                                      std::vector<int>& channels);                          // 58
+                                                 int& channels);  // 57
+    virtual int SnapSingleGroupImages(std::vector<unsigned char*>& images, std::vector<int>& widths,
+                                      std::vector<int>& heights,
+                                      std::vector<int>& channels);  // 58
     virtual int SnapRGBImageFromSpecifyCamera(const int& camOrder, unsigned char*& image,
-                                              int& width, int& height);                     // 59
+                                              int& width, int& height);  // 59
     virtual int SnapSingleGroupRGBImages(std::vector<unsigned char*>& images,
                                          std::vector<int>& widths,
-                                         std::vector<int>& heights);                        // 60
-    virtual bool PrintCameraSnapFailInfomation(const bool& bPrint);                         // 61
+                                         std::vector<int>& heights);  // 60
+    virtual bool PrintCameraSnapFailInfomation(const bool& bPrint);   // 61
 
     // ---- Time stamps, scans, miscellaneous ----
-    virtual bool ResetCameraTimeStamp(const int& route);                                    // 62
-    virtual bool SpecifiedTimeStampType(const int& type);                                   // 63
-    virtual int ResetBuffer();                                                              // 64
-    virtual int SetScanParameter(const std::vector<int>& parameters);                       // 65
-    virtual int Scan(const bool& start, int count);                                         // 66
-    virtual int Scan(const bool& start) = 0;                                                // 67
-    virtual int stopSequenceScan();                                                         // 68
+    virtual bool ResetCameraTimeStamp(const int& route);               // 62
+    virtual bool SpecifiedTimeStampType(const int& type);              // 63
+    virtual int ResetBuffer();                                         // 64
+    virtual int SetScanParameter(const std::vector<int>& parameters);  // 65
+    virtual int Scan(const bool& start, int count);                    // 66
+    virtual int Scan(const bool& start) = 0;                           // 67
+    virtual int stopSequenceScan();                                    // 68
     virtual int UpdateFirewareImageData(const wchar_t* path, int imageType,
                                         zetaVoroSync::UpdateProgressCallBack progressCallBack,
-                                        void* pUserData);                                   // 69
+                                        void* pUserData);  // 69
     // The images stay owned by the synchroniser, valid until the next scan.
     virtual int GetScanImages(std::vector<unsigned char*>& images, std::vector<int>& widths,
-                              std::vector<int>& heights, std::vector<int>& channels) = 0;   // 70
-    virtual int ReValidSetting() = 0;                                                       // 71
-    virtual int SpeckleOrLaser(const bool& bSpeckle);                                       // 72
-    virtual bool GetFirewareVersion(std::string& version);                                  // 73
-    virtual int GetSpecifyCameraChannelNum(const int& camOrder, int& channels);             // 74
-    virtual int SetLastScanOperation(int operation);                                        // 75
-    virtual int CloseDeviceCamera();                                                        // 76
-    virtual int startSequenceScan(int nSequenceCount);                                      // 77
-    virtual int ResetVideoWidthHeight(int width, int height);                               // 78
-    virtual int SetMonoColorSpan(int nSpan);                                                // 79
-    virtual int SetStrobeLightingTime(const int& camOrder, int nTime);                      // 80
+                              std::vector<int>& heights, std::vector<int>& channels) = 0;  // 70
+    virtual int ReValidSetting() = 0;                                                      // 71
+    virtual int SpeckleOrLaser(const bool& bSpeckle);                                      // 72
+    virtual bool GetFirewareVersion(std::string& version);                                 // 73
+    virtual int GetSpecifyCameraChannelNum(const int& camOrder, int& channels);            // 74
+    virtual int SetLastScanOperation(int operation);                                       // 75
+    virtual int CloseDeviceCamera();                                                       // 76
+    virtual int startSequenceScan(int nSequenceCount);                                     // 77
+    virtual int ResetVideoWidthHeight(int width, int height);                              // 78
+    virtual int SetMonoColorSpan(int nSpan);                                               // 79
+    virtual int SetStrobeLightingTime(const int& camOrder, int nTime);                     // 80
     // Allocates a camera thread bound to `listener`; the caller owns it (delete).
     virtual CPhysicalCameraThread* CreateCameraThread(
-        PhysicalCameraThreadListener* listener);                                            // 81
+        PhysicalCameraThreadListener* listener);  // 81
     virtual int QueryCurrentStatus(unsigned long& first, unsigned long& second,
                                    unsigned long& stateHigh, unsigned long& stateLow,
-                                   bool& flag);                                             // 82
-    virtual void SaveOrRestoreVideoTrigger(const bool& bSave);                              // 83
-    virtual bool SendCustomerCommand(const char* cmd, int len);                             // 84
-    virtual bool SendReportCommand(const char* cmd, int len);                               // 85
+                                   bool& flag);                  // 82
+    virtual void SaveOrRestoreVideoTrigger(const bool& bSave);   // 83
+    virtual bool SendCustomerCommand(const char* cmd, int len);  // 84
+    virtual bool SendReportCommand(const char* cmd, int len);    // 85
 
     // ---- Non-virtual helpers used by the exported layer and the scan modes ----
     int GetSyncType() const { return m_syncType; }
+    // Ends every camera thread's grab loop (threads resumed first, cameras left open). The owner
+    // calls it before deleting the synchroniser: a running grab thread asks this object
+    // IsSecondCallBackEnabled() through its vtable, which the subclass destructors rewrite.
+    void StopCameraThreads();
 
     // Frame handlers installed on the camera threads (context = the synchroniser). They run on
     // a grab thread inside that camera thread's pause and data locks.
@@ -190,7 +194,7 @@ public:
                                     const unsigned char* const& data, const int& width,
                                     const int& height, const int& frameCode);
     // Default scan frame handler outside scans: feeds scan callbacks 1 and 2, else the full and
-    // texture matchers (locks: m_csCallBack, or m_csImageGroup then m_csFullCallBack).
+    // texture matchers (locks: m_csCallBack, or m_csFullCallBack then m_csImageGroup).
     static void DefaultScanFrameHandler(const void* const& pContext, const int& cameraID,
                                         const unsigned char* const& data, const int& width,
                                         const int& height, const int& channels);
@@ -282,7 +286,7 @@ protected:
     int m_syncType = 0;
     std::atomic<bool> m_bContinueWatchdog{true};
     std::unique_ptr<zeta::platform::Thread> m_hWatchdogThread;
-    std::unique_ptr<zeta::platform::Event> m_hWatchdogEvent;  // manual reset
+    std::unique_ptr<zeta::platform::Event> m_hWatchdogEvent;             // manual reset
     std::vector<std::unique_ptr<zeta::platform::Event>> m_cameraEvents;  // manual reset
     std::array<zeta::platform::Event*, kMaxWaitHandles> m_waitHandles{};
     int m_waitHandleCount = 0;
@@ -294,8 +298,8 @@ protected:
     zetaVoroSync::ScanCallBack2 m_pScanCallBack2 = nullptr;
     void* m_pDisplayUserData2 = nullptr;
     void* m_pScanUserData2 = nullptr;
-    std::vector<std::string> m_cameraSerials;   // serial of each thread (run of equal serials)
-    std::vector<int> m_cameraResolution;        // 2k width, 2k+1 height of thread k
+    std::vector<std::string> m_cameraSerials;     // serial of each thread (run of equal serials)
+    std::vector<int> m_cameraResolution;          // 2k width, 2k+1 height of thread k
     std::vector<std::uint32_t> m_cameraChannels;  // channel word per logical camera
     std::string m_projectorPath;
     std::vector<int> m_textureExposure;
