@@ -1,0 +1,18 @@
+// Names the system time zone explicitly for the whole test program before any test runs.
+//
+// glog computes each message's time-zone offset with the C library, which re-reads the TZ
+// setting on every call while TZ is unset, replacing a string it shares between threads. Two
+// threads logging at once (a grab thread and the test's thread) then race inside the C library,
+// under a lock ThreadSanitizer cannot see, and the sanitizer stops the run. With TZ naming the
+// zone file the library reads the setting once and keeps it. ":/etc/localtime" is the zone the
+// C library uses anyway when TZ is unset, so no time changes.
+#include <cstdlib>
+
+namespace {
+
+[[maybe_unused]] const bool kTimeZoneNamed = [] {
+    if (std::getenv("TZ") == nullptr) ::setenv("TZ", ":/etc/localtime", 0);
+    return true;
+}();
+
+}  // namespace
