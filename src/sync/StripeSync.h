@@ -27,22 +27,22 @@ public:
     // Runs ExitSync, frees the image store, then the base destructor.
     ~CStripeSync() override;
 
-    int SetVideoTriggerPeriod(const int& route, const int& period) override;   // 14
-    int GetVideoTriggerPeriod(const int& route, int& period) override;         // 15
-    int SetTriggerPulseWidth(const int& route, const int& width) override;     // 16
-    int GetTriggerPulseWidth(const int& route, int& width) override;           // 17
-    int SetTriggerPolarity(const int& route, const int& polarity) override;    // 18
-    int GetTriggerPolarity(const int& route, int& polarity) override;          // 19
-    int PowerStrobeUp(const int& route, const bool& bOn) override;             // 23
-    int SetStrobeControlByTrigger(const int& route, const bool& bOn) override; // 25
-    int ResetColorModule() override;                                           // 28 (shared)
-    int SetScanParameter(const std::vector<int>& parameters) override;         // 65
+    int SetVideoTriggerPeriod(const int& route, const int& period) override;    // 14
+    int GetVideoTriggerPeriod(const int& route, int& period) override;          // 15
+    int SetTriggerPulseWidth(const int& route, const int& width) override;      // 16
+    int GetTriggerPulseWidth(const int& route, int& width) override;            // 17
+    int SetTriggerPolarity(const int& route, const int& polarity) override;     // 18
+    int GetTriggerPolarity(const int& route, int& polarity) override;           // 19
+    int PowerStrobeUp(const int& route, const bool& bOn) override;              // 23
+    int SetStrobeControlByTrigger(const int& route, const bool& bOn) override;  // 25
+    int ResetColorModule() override;                                            // 28 (shared)
+    int SetScanParameter(const std::vector<int>& parameters) override;          // 65
     using IShotSync::Scan;
-    int Scan(const bool& start) override;                                      // 67
+    int Scan(const bool& start) override;  // 67
     // The images stay owned by the synchroniser until the next Scan frees them.
     int GetScanImages(std::vector<unsigned char*>& images, std::vector<int>& widths,
                       std::vector<int>& heights, std::vector<int>& channels) override;  // 70
-    int ReValidSetting() override;                                             // 71
+    int ReValidSetting() override;                                                      // 71
 
     // Stripe frame handler, installed as the mono camera threads' scan callback by Scan.
     // Runs on a grab thread (inside its pause and data locks); takes the image lock.
