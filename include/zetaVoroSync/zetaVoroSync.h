@@ -106,8 +106,8 @@ enum TIMESTAMP_TYPE : std::int32_t {
 
 // Scan parameters. Which fields the connected scan mode reads: see SetScanParameter.
 struct SCANPARAMETERS {
-    std::int32_t scanFrameRate;              // scan trigger period / frame rate (all modes)
-    std::int32_t scanSpacePercent;           // projection duty percentage (laser, dual laser, speckle)
+    std::int32_t scanFrameRate;     // scan trigger period / frame rate (all modes)
+    std::int32_t scanSpacePercent;  // projection duty percentage (laser, dual laser, speckle)
     std::int32_t scanColorSegregationCount;  // colour line-trigger segregation count (speckle)
     std::int32_t scanColorDelayTime;         // colour line-trigger delay (speckle)
     std::int32_t bScanWithTexture;           // 0/1: scan with texture frames (speckle)
@@ -136,12 +136,12 @@ typedef void (*DisplayCallBack2)(const void* const& pUserData, const int& camera
                                  const int& height, const int& channels, int frameTag);
 // One scan frame of one camera; same threading and lifetime as DisplayCallBack.
 typedef void (*ScanCallBack)(const void* const& pUserData, const int& cameraIndex,
-                             const unsigned char* const& data, const int& width,
-                             const int& height, const int& channels);
+                             const unsigned char* const& data, const int& width, const int& height,
+                             const int& channels);
 // Scan frame with one extra integer (a frame tag).
 typedef void (*ScanCallBack2)(const void* const& pUserData, const int& cameraIndex,
-                              const unsigned char* const& data, const int& width,
-                              const int& height, const int& channels, int frameTag);
+                              const unsigned char* const& data, const int& width, const int& height,
+                              const int& channels, int frameTag);
 // One complete, time-matched group of frames, one record per camera index. Runs on the grab
 // thread of the camera that completed the group; the records stay owned by the library.
 typedef void (*ScanFullCallBack)(const void* const& pUserData, std::vector<_MY_IMAGE_*>& images);
@@ -261,8 +261,7 @@ ZETAVOROSYNC_API RETSTATUS GetCameraSerialNumber(void* const& handle, const int&
                                                  char*& serial);
 ZETAVOROSYNC_API RETSTATUS GetCameraResolution(void* const& handle, const int& cameraIndex,
                                                int& width, int& height);
-ZETAVOROSYNC_API RETSTATUS IsCameraColor(void* const& handle, const int& cameraIndex,
-                                         bool& bColor);
+ZETAVOROSYNC_API RETSTATUS IsCameraColor(void* const& handle, const int& cameraIndex, bool& bColor);
 // Zero ratios ask the colour camera to balance itself; non-zero ratios are applied. The ratios
 // in effect are returned.
 ZETAVOROSYNC_API RETSTATUS SpecifyCameraDoWhiteBalance(void* const& handle, const int& cameraIndex,
@@ -278,8 +277,8 @@ ZETAVOROSYNC_API RETSTATUS PrintCameraSnapFailInfomation(void* const& handle, co
 
 // --- Callbacks (a null callback unregisters; registering waits for a running call) --------
 
-ZETAVOROSYNC_API RETSTATUS SetDisplayCallBackFunction(void* const& handle,
-                                                      DisplayCallBack callback, void* pUserData);
+ZETAVOROSYNC_API RETSTATUS SetDisplayCallBackFunction(void* const& handle, DisplayCallBack callback,
+                                                      void* pUserData);
 // Refused with RET_OPERATION_UNSUPPORTED in the stripe mode (use GetScanImages).
 ZETAVOROSYNC_API RETSTATUS SetScanCallBackFunction(void* const& handle, ScanCallBack callback,
                                                    void* pUserData);

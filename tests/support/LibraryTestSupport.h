@@ -20,8 +20,7 @@ public:
     LogCapture& operator=(const LogCapture&) = delete;
 
     void send(google::LogSeverity severity, const char* fullFilename, const char* baseFilename,
-              int line, const struct ::tm* tmTime, const char* message,
-              size_t messageLen) override;
+              int line, const struct ::tm* tmTime, const char* message, size_t messageLen) override;
 
     std::vector<std::string> messages() const;
     // Source file base names of the messages, in the same order.
