@@ -1,0 +1,46 @@
+# Installation: the library, the device libraries it links (the virtual scanner's by default),
+# the public header, the device-library headers, the CMake package and the pkg-config file.
+#
+#   find_package(zetaVoroSync)  ->  target zetaVoroSync::zetaVoroSync (brings the device libraries)
+#   pkg-config --cflags --libs zetaVoroSync
+include(CMakePackageConfigHelpers)
+
+set(ZETA_CMAKE_INSTALL_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zetaVoroSync)
+
+install(TARGETS zetaVoroSync zetaVoroDLPdev zetaCamera zetaImageLoad zetaVoroSim
+  EXPORT zetaVoroSyncTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zetaVoroSync
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES
+  ${PROJECT_SOURCE_DIR}/devices/include/zetaDeviceExport.h
+  ${PROJECT_SOURCE_DIR}/devices/include/zetaVoroDLPdev.h
+  ${PROJECT_SOURCE_DIR}/devices/include/zetaCamera.h
+  ${PROJECT_SOURCE_DIR}/devices/include/zetaImageLoad.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/devices/sim/include/zetaVoroSim
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(EXPORT zetaVoroSyncTargets
+  NAMESPACE zetaVoroSync::
+  DESTINATION ${ZETA_CMAKE_INSTALL_DIR})
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zetaVoroSyncConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/zetaVoroSyncConfig.cmake
+  INSTALL_DESTINATION ${ZETA_CMAKE_INSTALL_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zetaVoroSyncConfigVersion.cmake
+  VERSION ${PROJECT_VERSION}
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/zetaVoroSyncConfig.cmake
+  ${PROJECT_BINARY_DIR}/zetaVoroSyncConfigVersion.cmake
+  DESTINATION ${ZETA_CMAKE_INSTALL_DIR})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/zetaVoroSync.pc.in
+  ${PROJECT_BINARY_DIR}/zetaVoroSync.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zetaVoroSync.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
