@@ -153,6 +153,15 @@ void IShotSync::StopCameraThreads() {
     }
 }
 
+void IShotSync::DetachFrameHandlers() {
+    CriticalSectionGuard lock(m_csProjector);
+    for (auto* camera : m_cameras) {
+        if (camera == nullptr) continue;
+        camera->SetScanCallBackFunction(nullptr, nullptr);
+        camera->DisplayCallBackFunction(nullptr, nullptr);
+    }
+}
+
 void IShotSync::StopWatchdog() {
     m_bContinueWatchdog = false;
     if (m_hWatchdogThread) {

@@ -186,6 +186,13 @@ public:
     // calls it before deleting the synchroniser: a running grab thread asks this object
     // IsSecondCallBackEnabled() through its vtable, which the subclass destructors rewrite.
     void StopCameraThreads();
+    // Takes the scan and display frame handlers off every camera thread. Each swap waits for the
+    // thread's running pass, so afterwards no grab thread enters this object or asks it anything
+    // (the listener query is made only while a display handler is set). Every most-derived
+    // destructor calls it first: the grab threads run until the base destructor stops them, and
+    // must not call into an object whose subclass parts are being destroyed.
+    // Locks: m_csProjector, then each camera thread's pause lock.
+    void DetachFrameHandlers();
 
     // Frame handlers installed on the camera threads (context = the synchroniser). They run on
     // a grab thread inside that camera thread's pause and data locks.

@@ -61,20 +61,9 @@ CStripeSync::CStripeSync() {
 
 CStripeSync::~CStripeSync() {
     ExitSync();
-    // The camera threads keep running until the base destructor stops them, and the stripe frame
-    // handler stays installed on the mono threads after a scan. Take both frame handlers off
-    // every thread first: each swap waits for a running pass, so from here on no grab thread
-    // enters this object (the stripe handler would touch the image lock, store, counters and
-    // events, which die with this class; the display handler and the listener query would read
-    // the object while the base destructor rewrites it and closes the camera events).
-    {
-        zeta::platform::CriticalSectionGuard projectorGuard(m_csProjector);
-        for (CPhysicalCameraThread* camera : m_cameras) {
-            if (!camera) continue;
-            camera->SetScanCallBackFunction(nullptr, nullptr);
-            camera->DisplayCallBackFunction(nullptr, nullptr);
-        }
-    }
+    // The stripe frame handler stays installed on the mono threads after a scan and would touch
+    // the image store, counters and events, which die with this class.
+    DetachFrameHandlers();
     zeta::platform::CriticalSectionGuard imageGuard(m_csImage);
     ClearImageStore();
 }

@@ -13,7 +13,10 @@ public:
         m_triggerWidth[0] = m_triggerWidth[1] = 1;
         m_triggerVideoPeriod[0] = m_triggerVideoPeriod[1] = 10;
     }
-    ~CTestShotSync() override { ExitSync(); }
+    ~CTestShotSync() override {
+        ExitSync();
+        DetachFrameHandlers();
+    }
 
     int SetVideoTriggerPeriod(const int& route, const int& period) override {
         lastRoute = route;
