@@ -40,6 +40,9 @@ install(FILES
   ${PROJECT_BINARY_DIR}/zetaVoroSyncConfigVersion.cmake
   DESTINATION ${ZETA_CMAKE_INSTALL_DIR})
 
+# The .pc file finds the prefix relative to its own folder, so the installed tree can be moved
+# (or installed with cmake --install --prefix) and still be right.
+file(RELATIVE_PATH ZETA_PC_RELATIVE_PREFIX /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/zetaVoroSync.pc.in
   ${PROJECT_BINARY_DIR}/zetaVoroSync.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zetaVoroSync.pc
