@@ -449,13 +449,15 @@ void CStripeSync::StripeFrameHandler(const void* const& pContext, const int& cam
     if (physical >= static_cast<int>(self->m_cameras.size())) return;
     CPhysicalCameraThread* camera = self->m_cameras[static_cast<std::size_t>(physical)];
     if (!camera) return;
-    if (PixelTypeOf(camera) > 1) return;
 
     // The counters exist from the first scan on; a camera without one is not part of a scan.
     if (physical >= self->m_frameHasSnapCountSize) return;
     std::atomic<int>& snapCount = self->m_frameHasSnapCount[physical];
     const int frameCount = self->m_scanFrameCount;
     if (snapCount >= frameCount) return;
+    // A colour camera is ignored. Asked only now, after the counter: the handler stays installed
+    // between scans, and a live frame there is dropped without a query to the camera.
+    if (PixelTypeOf(camera) > 1) return;
     // A frame without a size cannot be copied; it is dropped and not counted.
     if (width <= 0 || height <= 0 || channels <= 0) return;
 
