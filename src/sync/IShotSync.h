@@ -230,6 +230,8 @@ protected:
     // unreadable).
     static int PixelTypeOf(CPhysicalCameraThread* camera);
     static int BytesPerPixelOf(CPhysicalCameraThread* camera);
+    // Tag handed to the second display and scan callbacks for a frame.
+    int SecondCallBackTag(const unsigned char* frame) const;
     // Resets a camera to its initialised state (lock snap thread, initialise, unlock, forget the
     // last frame).
     static void ResetCameraToInitializedState(CPhysicalCameraThread* camera);

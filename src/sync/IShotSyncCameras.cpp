@@ -16,6 +16,7 @@
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
 #include "platform/TraceBuffer.h"
+#include "sync/FramePlanes.h"
 #include "sync/IShotSync.h"
 
 using zeta::platform::CriticalSectionGuard;
@@ -753,63 +754,28 @@ void IShotSync::DisplayFrameHandler(const void* const& pContext, const int& came
     CPhysicalCameraThread* camera = threadIndex < static_cast<int>(self->m_cameras.size())
                                         ? self->m_cameras[threadIndex]
                                         : nullptr;
-    // Planes made by a split are malloc'd by the camera library and freed here after delivery.
-    std::vector<unsigned char*> planes;
-    std::vector<int> widths;
-    std::vector<int> heights;
-    std::vector<int> channels;
-    const bool split = camera != nullptr && camera->GetCameraComplexInfo() >= 2;
-    if (split) {
-        camera->SplitImage(data, planes, widths, heights, channels);
-    }
-    const std::size_t count = split ? planes.size() : 1;
-    auto planeOf = [&](std::size_t k) -> const unsigned char* { return split ? planes[k] : data; };
-    auto widthOf = [&](std::size_t k) { return split && k < widths.size() ? widths[k] : width; };
-    auto heightOf = [&](std::size_t k) {
-        return split && k < heights.size() ? heights[k] : height;
-    };
-    auto channelsOf = [&](std::size_t k) {
-        return split && k < channels.size() ? channels[k] : frameCode;
-    };
+    const CFramePlanes frame(camera, data, width, height, frameCode);
 
-    {
-        CriticalSectionGuard callBackLock(self->m_csCallBack);
-        if (self->m_pDisplayCallBack != nullptr) {
-            for (std::size_t k = 0; k < count; ++k) {
-                const unsigned char* plane = planeOf(k);
-                if (plane == nullptr) {
-                    continue;
-                }
-                const void* userData = self->m_pDisplayUserData;
-                const int id = cameraID + static_cast<int>(k);
-                const int w = widthOf(k);
-                const int h = heightOf(k);
-                const int c = channelsOf(k);
-                self->m_pDisplayCallBack(userData, id, plane, w, h, c);
-            }
-        }
-        if (self->m_pDisplayCallBack2 != nullptr) {
-            int tag = self->m_lastFrameCode.load();
-            if (((self->m_modeValue >> 24) & 0xff) == 1) {
-                const unsigned char second = data != nullptr ? data[1] : 0;
-                tag = second == 8 ? 1 : (second == 20 ? 0 : -1);
-            }
-            for (std::size_t k = 0; k < count; ++k) {
-                const unsigned char* plane = planeOf(k);
-                if (plane == nullptr) {
-                    continue;
-                }
-                const void* userData = self->m_pDisplayUserData2;
-                const int id = cameraID + static_cast<int>(k);
-                const int w = widthOf(k);
-                const int h = heightOf(k);
-                const int c = channelsOf(k);
-                self->m_pDisplayCallBack2(userData, id, plane, w, h, c, tag);
-            }
-        }
+    CriticalSectionGuard callBackLock(self->m_csCallBack);
+    if (self->m_pDisplayCallBack != nullptr) {
+        frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+            self->m_pDisplayCallBack(self->m_pDisplayUserData, id, plane, w, h, c);
+        });
     }
+    if (self->m_pDisplayCallBack2 != nullptr) {
+        const int tag = self->SecondCallBackTag(data);
+        frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+            self->m_pDisplayCallBack2(self->m_pDisplayUserData2, id, plane, w, h, c, tag);
+        });
+    }
+}
 
-    for (unsigned char* plane : planes) {
-        std::free(plane);
+// Tag of the second display and scan callbacks: with 1 in the top byte of m_modeValue, 1 when the
+// frame's second byte is 8, 0 when it is 20, -1 otherwise; else the last frame code.
+int IShotSync::SecondCallBackTag(const unsigned char* frame) const {
+    if (((m_modeValue >> 24) & 0xff) == 1) {
+        const unsigned char second = frame != nullptr ? frame[1] : 0;
+        return second == 8 ? 1 : (second == 20 ? 0 : -1);
     }
+    return m_lastFrameCode.load();
 }

@@ -21,6 +21,7 @@
 #include "platform/CriticalSectionGuard.h"
 #include "platform/Sleep.h"
 #include "platform/TraceBuffer.h"
+#include "sync/FramePlanes.h"
 #include "sync/IShotSync.h"
 
 using zeta::platform::CriticalSectionGuard;
@@ -790,95 +791,49 @@ void IShotSync::DefaultScanFrameHandler(const void* const& pContext, const int& 
         }
     }
 
-    // Sub-images of a complex camera: malloc'd by the camera library, freed here after delivery.
-    std::vector<unsigned char*> planes;
-    std::vector<int> widths;
-    std::vector<int> heights;
-    std::vector<int> planeChannels;
-    const bool split = camera != nullptr && camera->GetCameraComplexInfo() >= 2;
-    if (split) {
-        camera->SplitImage(data, planes, widths, heights, planeChannels);
+    const CFramePlanes frame(camera, data, width, height, channels);
+    if (frame.IsSplit()) {
         zeta::platform::sleepMs(10);
     }
-    const std::size_t count = split ? planes.size() : 1;
-    auto planeOf = [&](std::size_t k) -> const unsigned char* { return split ? planes[k] : data; };
-    auto widthOf = [&](std::size_t k) { return split && k < widths.size() ? widths[k] : width; };
-    auto heightOf = [&](std::size_t k) {
-        return split && k < heights.size() ? heights[k] : height;
-    };
-    auto channelsOf = [&](std::size_t k) {
-        return split && k < planeChannels.size() ? planeChannels[k] : channels;
-    };
 
     if (scanRegistered) {
         CriticalSectionGuard callBackLock(self->m_csCallBack);
         if (self->m_pScanCallBack != nullptr) {
-            for (std::size_t k = 0; k < count; ++k) {
-                const unsigned char* plane = planeOf(k);
-                if (plane == nullptr) {
-                    continue;
-                }
-                const void* userData = self->m_pScanUserData;
-                const int id = cameraID + static_cast<int>(k);
-                const int w = widthOf(k);
-                const int h = heightOf(k);
-                const int c = channelsOf(k);
-                self->m_pScanCallBack(userData, id, plane, w, h, c);
-            }
+            frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+                self->m_pScanCallBack(self->m_pScanUserData, id, plane, w, h, c);
+            });
         } else if (self->m_pScanCallBack2 != nullptr) {
-            int tag = self->m_lastFrameCode.load();
-            if (((self->m_modeValue >> 24) & 0xff) == 1) {
-                tag = data[1] == 8 ? 1 : (data[1] == 20 ? 0 : -1);
-            }
-            for (std::size_t k = 0; k < count; ++k) {
-                const unsigned char* plane = planeOf(k);
-                if (plane == nullptr) {
-                    continue;
-                }
-                const void* userData = self->m_pScanUserData2;
-                const int id = cameraID + static_cast<int>(k);
-                const int w = widthOf(k);
-                const int h = heightOf(k);
-                const int c = channelsOf(k);
-                self->m_pScanCallBack2(userData, id, plane, w, h, c, tag);
-            }
+            const int tag = self->SecondCallBackTag(data);
+            frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+                self->m_pScanCallBack2(self->m_pScanUserData2, id, plane, w, h, c, tag);
+            });
         }
-    } else {
-        // The frame's time stamp follows the whole frame's image (width x height x bytes per
-        // pixel of the camera's format); the sub-images of a split share it.
-        // One format query gives both the bytes per pixel and the pixel type.
-        int format = 0;
-        int bytesPerPixel = channels;
-        int pixelType = 0;
-        if (camera != nullptr && camera->GetColorFormat(format)) {
-            bytesPerPixel = ColorFormat::ChannelCount(format);
-            pixelType = ColorFormat::ColorModeCode(format);
-        }
-        const std::uint64_t timeStamp = FrameTimeStamp(data, width, height, bytesPerPixel);
-
-        CriticalSectionGuard fullLock(self->m_csFullCallBack);
-        CriticalSectionGuard groupLock(self->m_csImageGroup);
-        for (std::size_t k = 0; k < count; ++k) {
-            const unsigned char* plane = planeOf(k);
-            if (plane == nullptr) {
-                continue;
-            }
-            const int id = cameraID + static_cast<int>(k);
-            if (self->m_pScanFullCallBack != nullptr &&
-                self->MatchFullGroup(id, plane, widthOf(k), heightOf(k), channelsOf(k),
-                                     timeStamp)) {
-                const void* userData = self->m_pScanFullUserData;
-                self->m_pScanFullCallBack(userData, self->m_fullImages);
-            }
-            if (self->m_pTextureScanFullCallBack != nullptr && IsColorType(pixelType) &&
-                self->MatchTextureGroup(id, plane, widthOf(k), heightOf(k), channelsOf(k),
-                                        timeStamp, true)) {
-                const void* userData = self->m_pTextureScanFullUserData;
-                const bool bValid = true;
-                self->m_pTextureScanFullCallBack(userData, self->m_textureImages, bValid);
-            }
-        }
+        return;
     }
+    // The frame's time stamp follows the whole frame's image (width x height x bytes per
+    // pixel of the camera's format); the sub-images of a split share it.
+    // One format query gives both the bytes per pixel and the pixel type.
+    int format = 0;
+    int bytesPerPixel = channels;
+    int pixelType = 0;
+    if (camera != nullptr && camera->GetColorFormat(format)) {
+        bytesPerPixel = ColorFormat::ChannelCount(format);
+        pixelType = ColorFormat::ColorModeCode(format);
+    }
+    const std::uint64_t timeStamp = FrameTimeStamp(data, width, height, bytesPerPixel);
 
-    FreeAll(planes);
+    CriticalSectionGuard fullLock(self->m_csFullCallBack);
+    CriticalSectionGuard groupLock(self->m_csImageGroup);
+    frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+        if (self->m_pScanFullCallBack != nullptr &&
+            self->MatchFullGroup(id, plane, w, h, c, timeStamp)) {
+            self->m_pScanFullCallBack(self->m_pScanFullUserData, self->m_fullImages);
+        }
+        if (self->m_pTextureScanFullCallBack != nullptr && IsColorType(pixelType) &&
+            self->MatchTextureGroup(id, plane, w, h, c, timeStamp, true)) {
+            const bool bValid = true;
+            self->m_pTextureScanFullCallBack(self->m_pTextureScanFullUserData,
+                                             self->m_textureImages, bValid);
+        }
+    });
 }

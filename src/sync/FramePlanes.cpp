@@ -1,0 +1,20 @@
+#include "sync/FramePlanes.h"
+
+#include <cstdlib>
+
+#include "camera/PhysicalCameraThread.h"
+
+CFramePlanes::CFramePlanes(CPhysicalCameraThread* camera, const unsigned char* frame, int width,
+                           int height, int channels)
+    : m_frame(frame), m_width(width), m_height(height), m_frameChannels(channels) {
+    m_bSplit = camera != nullptr && camera->GetCameraComplexInfo() >= 2;
+    if (m_bSplit) {
+        camera->SplitImage(frame, m_planes, m_widths, m_heights, m_channels);
+    }
+}
+
+CFramePlanes::~CFramePlanes() {
+    for (unsigned char* plane : m_planes) {
+        std::free(plane);
+    }
+}
