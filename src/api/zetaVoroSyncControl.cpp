@@ -153,6 +153,17 @@ IShotSync* liveSync(const void* handle, const char* function) {
     return static_cast<IShotSync*>(const_cast<void*>(handle));
 }
 
+// The common shape of an export: the exception guard, the handle check, then one slot call
+// whose result `call` maps to a RETSTATUS.
+template <class Call>
+RETSTATUS forwardToSlot(void* const& handle, const char* function, Call&& call) noexcept {
+    return guarded(function, [&] {
+        IShotSync* sync = liveSync(handle, function);
+        if (sync == nullptr) return RET_HANDLE_NULL;
+        return call(*sync);
+    });
+}
+
 // ---- Conversions ------------------------------------------------------------------------------
 
 // Setters: 0 and 1 address one route, anything else both.
@@ -512,10 +523,8 @@ RETSTATUS DisConnectDevice(void*& handle) {
 }
 
 RETSTATUS ReconnectDevice(void* const& handle) {
-    return guarded("ReconnectDevice", [&] {
-        IShotSync* sync = liveSync(handle, "ReconnectDevice");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return sync->ReConnectDeviceEx() != 0 ? RET_OPERATE_FAILED : RET_OPERATE_SUCCESS;
+    return forwardToSlot(handle, "ReconnectDevice", [&](IShotSync& sync) {
+        return sync.ReConnectDeviceEx() != 0 ? RET_OPERATE_FAILED : RET_OPERATE_SUCCESS;
     });
 }
 
@@ -530,10 +539,8 @@ RETSTATUS CloseDeviceCamera(void* const& handle) {
 
 RETSTATUS EnableAutoReconnect(void* const& handle, bool bEnable, bool bWatchProjector,
                               const std::vector<bool>& watchCameras) {
-    return guarded("EnableAutoReconnect", [&] {
-        IShotSync* sync = liveSync(handle, "EnableAutoReconnect");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return sync->EnableAutoReconnect(bEnable, bWatchProjector, watchCameras) != 0
+    return forwardToSlot(handle, "EnableAutoReconnect", [&](IShotSync& sync) {
+        return sync.EnableAutoReconnect(bEnable, bWatchProjector, watchCameras) != 0
                    ? RET_OPERATE_FAILED
                    : RET_OPERATE_SUCCESS;
     });
@@ -634,10 +641,8 @@ RETSTATUS EnableIRProjectorAndLaser(void* const& handle, const bool& bIRProjecto
 }
 
 RETSTATUS SetVideoTriggerPeriod(void* const& handle, const CONTROLROUTE& route, const int& period) {
-    return guarded("SetVideoTriggerPeriod", [&] {
-        IShotSync* sync = liveSync(handle, "SetVideoTriggerPeriod");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapPRJ(sync->SetVideoTriggerPeriod(setterRoute(route), period));
+    return forwardToSlot(handle, "SetVideoTriggerPeriod", [&](IShotSync& sync) {
+        return mapPRJ(sync.SetVideoTriggerPeriod(setterRoute(route), period));
     });
 }
 
@@ -651,26 +656,20 @@ RETSTATUS GetVideoTriggerPeriod(void* const& handle, const CONTROLROUTE& route, 
 }
 
 RETSTATUS SetProjectorBrightness(void* const& handle, const int& percent) {
-    return guarded("SetProjectorBrightness", [&] {
-        IShotSync* sync = liveSync(handle, "SetProjectorBrightness");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapPRJ(sync->SetProjectorBrightness(percent));
+    return forwardToSlot(handle, "SetProjectorBrightness", [&](IShotSync& sync) {
+        return mapPRJ(sync.SetProjectorBrightness(percent));
     });
 }
 
 RETSTATUS GetProjectorBrightness(void* const& handle, int& percent) {
-    return guarded("GetProjectorBrightness", [&] {
-        IShotSync* sync = liveSync(handle, "GetProjectorBrightness");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapPRJ(sync->GetProjectorBrightness(percent));
+    return forwardToSlot(handle, "GetProjectorBrightness", [&](IShotSync& sync) {
+        return mapPRJ(sync.GetProjectorBrightness(percent));
     });
 }
 
 RETSTATUS SetTriggerPulseWidth(void* const& handle, const CONTROLROUTE& route, const int& width) {
-    return guarded("SetTriggerPulseWidth", [&] {
-        IShotSync* sync = liveSync(handle, "SetTriggerPulseWidth");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapPRJ(sync->SetTriggerPulseWidth(setterRoute(route), width));
+    return forwardToSlot(handle, "SetTriggerPulseWidth", [&](IShotSync& sync) {
+        return mapPRJ(sync.SetTriggerPulseWidth(setterRoute(route), width));
     });
 }
 
@@ -685,10 +684,8 @@ RETSTATUS GetTriggerPulseWidth(void* const& handle, const CONTROLROUTE& route, i
 
 RETSTATUS SetTriggerPolarity(void* const& handle, const CONTROLROUTE& route,
                              const TRIGGERPOLARITY& polarity) {
-    return guarded("SetTriggerPolarity", [&] {
-        IShotSync* sync = liveSync(handle, "SetTriggerPolarity");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapPRJ(sync->SetTriggerPolarity(setterRoute(route), polarity != 0 ? 1 : 0));
+    return forwardToSlot(handle, "SetTriggerPolarity", [&](IShotSync& sync) {
+        return mapPRJ(sync.SetTriggerPolarity(setterRoute(route), polarity != 0 ? 1 : 0));
     });
 }
 
@@ -718,10 +715,8 @@ RETSTATUS EnableVideoTrigger(void* const& handle, const CONTROLROUTE& route, con
 }
 
 RETSTATUS PushSingleTrigger(void* const& handle, const CONTROLROUTE& route) {
-    return guarded("PushSingleTrigger", [&] {
-        IShotSync* sync = liveSync(handle, "PushSingleTrigger");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapPRJ(sync->PushSingleTrigger(setterRoute(route)));
+    return forwardToSlot(handle, "PushSingleTrigger", [&](IShotSync& sync) {
+        return mapPRJ(sync.PushSingleTrigger(setterRoute(route)));
     });
 }
 
@@ -763,10 +758,8 @@ RETSTATUS Project(void* const& handle, const PROJECTTYPES& type) {
 }
 
 RETSTATUS SetDistanceIndicate(void* const& handle, const DISTANCESTATUS& status) {
-    return guarded("SetDistanceIndicate", [&] {
-        IShotSync* sync = liveSync(handle, "SetDistanceIndicate");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapPRJ(sync->SetDistanceIndicate(distanceStateOf(static_cast<int>(status))));
+    return forwardToSlot(handle, "SetDistanceIndicate", [&](IShotSync& sync) {
+        return mapPRJ(sync.SetDistanceIndicate(distanceStateOf(static_cast<int>(status))));
     });
 }
 
@@ -780,11 +773,8 @@ RETSTATUS EnableZoomFunction(void* const& handle, const bool& bEnable) {
 }
 
 RETSTATUS ResetColorModule(void* const& handle) {
-    return guarded("ResetColorModule", [&] {
-        IShotSync* sync = liveSync(handle, "ResetColorModule");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM2(sync->ResetColorModule());
-    });
+    return forwardToSlot(handle, "ResetColorModule",
+                         [&](IShotSync& sync) { return mapCAM2(sync.ResetColorModule()); });
 }
 
 RETSTATUS EnterFixScanFastMode(void* const& handle) {
@@ -823,75 +813,57 @@ RETSTATUS GetConnectCameraCount(void* const& handle, int& count) {
 }
 
 RETSTATUS SetCameraExposure(void* const& handle, const int& cameraIndex, const double& exposureMs) {
-    return guarded("SetCameraExposure", [&] {
-        IShotSync* sync = liveSync(handle, "SetCameraExposure");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->SetCameraExposureTime(cameraIndex, exposureMs));
+    return forwardToSlot(handle, "SetCameraExposure", [&](IShotSync& sync) {
+        return mapCAM(sync.SetCameraExposureTime(cameraIndex, exposureMs));
     });
 }
 
 RETSTATUS GetCameraExposure(void* const& handle, const int& cameraIndex, double& exposureMs) {
-    return guarded("GetCameraExposure", [&] {
-        IShotSync* sync = liveSync(handle, "GetCameraExposure");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->GetCameraExposure(cameraIndex, exposureMs));
+    return forwardToSlot(handle, "GetCameraExposure", [&](IShotSync& sync) {
+        return mapCAM(sync.GetCameraExposure(cameraIndex, exposureMs));
     });
 }
 
 RETSTATUS SetCameraGain(void* const& handle, const int& cameraIndex, const int& gain) {
-    return guarded("SetCameraGain", [&] {
-        IShotSync* sync = liveSync(handle, "SetCameraGain");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->SetCameraGain(cameraIndex, gain));
+    return forwardToSlot(handle, "SetCameraGain", [&](IShotSync& sync) {
+        return mapCAM(sync.SetCameraGain(cameraIndex, gain));
     });
 }
 
 RETSTATUS GetCameraGain(void* const& handle, const int& cameraIndex, int& gain) {
-    return guarded("GetCameraGain", [&] {
-        IShotSync* sync = liveSync(handle, "GetCameraGain");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->GetCameraGain(cameraIndex, gain));
+    return forwardToSlot(handle, "GetCameraGain", [&](IShotSync& sync) {
+        return mapCAM(sync.GetCameraGain(cameraIndex, gain));
     });
 }
 
 RETSTATUS SetCameraSharpness(void* const& handle, const int& cameraIndex, const int& sharpness) {
-    return guarded("SetCameraSharpness", [&] {
-        IShotSync* sync = liveSync(handle, "SetCameraSharpness");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->SetCameraSharpness(cameraIndex, sharpness));
+    return forwardToSlot(handle, "SetCameraSharpness", [&](IShotSync& sync) {
+        return mapCAM(sync.SetCameraSharpness(cameraIndex, sharpness));
     });
 }
 
 RETSTATUS GetCameraSharpness(void* const& handle, const int& cameraIndex, int& sharpness) {
-    return guarded("GetCameraSharpness", [&] {
-        IShotSync* sync = liveSync(handle, "GetCameraSharpness");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->GetCameraSharpness(cameraIndex, sharpness));
+    return forwardToSlot(handle, "GetCameraSharpness", [&](IShotSync& sync) {
+        return mapCAM(sync.GetCameraSharpness(cameraIndex, sharpness));
     });
 }
 
 RETSTATUS SetCameraGamma(void* const& handle, const int& cameraIndex, const int& gamma) {
-    return guarded("SetCameraGamma", [&] {
-        IShotSync* sync = liveSync(handle, "SetCameraGamma");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->SetCameraGamma(cameraIndex, gamma));
+    return forwardToSlot(handle, "SetCameraGamma", [&](IShotSync& sync) {
+        return mapCAM(sync.SetCameraGamma(cameraIndex, gamma));
     });
 }
 
 RETSTATUS GetCameraGamma(void* const& handle, const int& cameraIndex, int& gamma) {
-    return guarded("GetCameraGamma", [&] {
-        IShotSync* sync = liveSync(handle, "GetCameraGamma");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->GetCameraGamma(cameraIndex, gamma));
+    return forwardToSlot(handle, "GetCameraGamma", [&](IShotSync& sync) {
+        return mapCAM(sync.GetCameraGamma(cameraIndex, gamma));
     });
 }
 
 RETSTATUS SetCameraTriggerMode(void* const& handle, const int& cameraIndex,
                                const TRIGGERMODE& mode) {
-    return guarded("SetCameraTriggerMode", [&] {
-        IShotSync* sync = liveSync(handle, "SetCameraTriggerMode");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->SetCameraTriggerMode(cameraIndex, mode != 0 ? 1 : 0));
+    return forwardToSlot(handle, "SetCameraTriggerMode", [&](IShotSync& sync) {
+        return mapCAM(sync.SetCameraTriggerMode(cameraIndex, mode != 0 ? 1 : 0));
     });
 }
 
@@ -918,36 +890,28 @@ RETSTATUS GetCameraSerialNumber(void* const& handle, const int& cameraIndex, cha
 
 RETSTATUS GetCameraResolution(void* const& handle, const int& cameraIndex, int& width,
                               int& height) {
-    return guarded("GetCameraResolution", [&] {
-        IShotSync* sync = liveSync(handle, "GetCameraResolution");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->GetCameraResolution(cameraIndex, width, height));
+    return forwardToSlot(handle, "GetCameraResolution", [&](IShotSync& sync) {
+        return mapCAM(sync.GetCameraResolution(cameraIndex, width, height));
     });
 }
 
 RETSTATUS IsCameraColor(void* const& handle, const int& cameraIndex, bool& bColor) {
-    return guarded("IsCameraColor", [&] {
-        IShotSync* sync = liveSync(handle, "IsCameraColor");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM(sync->IsCameraColor(cameraIndex, bColor));
+    return forwardToSlot(handle, "IsCameraColor", [&](IShotSync& sync) {
+        return mapCAM(sync.IsCameraColor(cameraIndex, bColor));
     });
 }
 
 RETSTATUS SpecifyCameraDoWhiteBalance(void* const& handle, const int& cameraIndex, float& rRatio,
                                       float& bRatio) {
-    return guarded("SpecifyCameraDoWhiteBalance", [&] {
-        IShotSync* sync = liveSync(handle, "SpecifyCameraDoWhiteBalance");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM4(sync->SpecifyCameraDoWhiteBalance(cameraIndex, rRatio, bRatio));
+    return forwardToSlot(handle, "SpecifyCameraDoWhiteBalance", [&](IShotSync& sync) {
+        return mapCAM4(sync.SpecifyCameraDoWhiteBalance(cameraIndex, rRatio, bRatio));
     });
 }
 
 RETSTATUS GetSpecifyCameraWBRatio(void* const& handle, const int& cameraIndex, float& rRatio,
                                   float& bRatio) {
-    return guarded("GetSpecifyCameraWBRatio", [&] {
-        IShotSync* sync = liveSync(handle, "GetSpecifyCameraWBRatio");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM4(sync->GetSpecifyCameraWBRatio(cameraIndex, rRatio, bRatio));
+    return forwardToSlot(handle, "GetSpecifyCameraWBRatio", [&](IShotSync& sync) {
+        return mapCAM4(sync.GetSpecifyCameraWBRatio(cameraIndex, rRatio, bRatio));
     });
 }
 
@@ -963,10 +927,8 @@ RETSTATUS SetCameraBinning(void* const& handle, const int& cameraIndex, BINNING_
 }
 
 RETSTATUS GetSpecifyCameraChannelNum(void* const& handle, const int& cameraIndex, int& channels) {
-    return guarded("GetSpecifyCameraChannelNum", [&] {
-        IShotSync* sync = liveSync(handle, "GetSpecifyCameraChannelNum");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM2(sync->GetSpecifyCameraChannelNum(cameraIndex, channels));
+    return forwardToSlot(handle, "GetSpecifyCameraChannelNum", [&](IShotSync& sync) {
+        return mapCAM2(sync.GetSpecifyCameraChannelNum(cameraIndex, channels));
     });
 }
 
@@ -1006,53 +968,41 @@ RETSTATUS SetDisplayCallBackFunction(void* const& handle, DisplayCallBack callba
 }
 
 RETSTATUS SetScanCallBackFunction(void* const& handle, ScanCallBack callback, void* pUserData) {
-    return guarded("SetScanCallBackFunction", [&] {
-        IShotSync* sync = liveSync(handle, "SetScanCallBackFunction");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCBK(sync->SetScanCallBackFunction(callback, pUserData));
+    return forwardToSlot(handle, "SetScanCallBackFunction", [&](IShotSync& sync) {
+        return mapCBK(sync.SetScanCallBackFunction(callback, pUserData));
     });
 }
 
 RETSTATUS SetDisplayCallBackFunction2(void* const& handle, DisplayCallBack2 callback,
                                       void* pUserData) {
-    return guarded("SetDisplayCallBackFunction2", [&] {
-        IShotSync* sync = liveSync(handle, "SetDisplayCallBackFunction2");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM2(sync->SetDisplayCallBackFunction2(callback, pUserData));
+    return forwardToSlot(handle, "SetDisplayCallBackFunction2", [&](IShotSync& sync) {
+        return mapCAM2(sync.SetDisplayCallBackFunction2(callback, pUserData));
     });
 }
 
 RETSTATUS SetScanCallBackFunction2(void* const& handle, ScanCallBack2 callback, void* pUserData) {
-    return guarded("SetScanCallBackFunction2", [&] {
-        IShotSync* sync = liveSync(handle, "SetScanCallBackFunction2");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCBK(sync->SetScanCallBackFunction2(callback, pUserData));
+    return forwardToSlot(handle, "SetScanCallBackFunction2", [&](IShotSync& sync) {
+        return mapCBK(sync.SetScanCallBackFunction2(callback, pUserData));
     });
 }
 
 RETSTATUS SetScanFullCallBackFunction(void* const& handle, ScanFullCallBack callback,
                                       void* pUserData) {
-    return guarded("SetScanFullCallBackFunction", [&] {
-        IShotSync* sync = liveSync(handle, "SetScanFullCallBackFunction");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCBK(sync->SetScanFullCallBackFunction(callback, pUserData));
+    return forwardToSlot(handle, "SetScanFullCallBackFunction", [&](IShotSync& sync) {
+        return mapCBK(sync.SetScanFullCallBackFunction(callback, pUserData));
     });
 }
 
 RETSTATUS SetTextureScanFullCallBackFunction(void* const& handle, TextureScanFullCallBack callback,
                                              void* pUserData) {
-    return guarded("SetTextureScanFullCallBackFunction", [&] {
-        IShotSync* sync = liveSync(handle, "SetTextureScanFullCallBackFunction");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCBK(sync->SetTextureScanFullCallBackFunction(callback, pUserData));
+    return forwardToSlot(handle, "SetTextureScanFullCallBackFunction", [&](IShotSync& sync) {
+        return mapCBK(sync.SetTextureScanFullCallBackFunction(callback, pUserData));
     });
 }
 
 RETSTATUS SetStatusCallBackFunction(void* const& handle, StatusCallBack callback, void* pUserData) {
-    return guarded("SetStatusCallBackFunction", [&] {
-        IShotSync* sync = liveSync(handle, "SetStatusCallBackFunction");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapCAM2(sync->SetStatusCallBackFunction(callback, pUserData));
+    return forwardToSlot(handle, "SetStatusCallBackFunction", [&](IShotSync& sync) {
+        return mapCAM2(sync.SetStatusCallBackFunction(callback, pUserData));
     });
 }
 
@@ -1241,10 +1191,8 @@ RETSTATUS ResetBuffer(void* const& handle) {
 // =============================================================================================
 
 RETSTATUS ResetCameraTimeStamp(void* const& handle, int route) {
-    return guarded("ResetCameraTimeStamp", [&] {
-        IShotSync* sync = liveSync(handle, "ResetCameraTimeStamp");
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return mapBOOL(sync->ResetCameraTimeStamp(route));
+    return forwardToSlot(handle, "ResetCameraTimeStamp", [&](IShotSync& sync) {
+        return mapBOOL(sync.ResetCameraTimeStamp(route));
     });
 }
 
