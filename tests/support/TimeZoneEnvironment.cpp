@@ -1,4 +1,5 @@
 // Names the system time zone explicitly for the whole test program before any test runs.
+// Compiled into every test program of the library (camera, sync and api suites).
 //
 // glog computes each message's time-zone offset with the C library, which re-reads the TZ
 // setting on every call while TZ is unset, replacing a string it shares between threads. Two
