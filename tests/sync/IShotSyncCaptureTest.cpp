@@ -195,6 +195,29 @@ TEST_F(IShotSyncCaptureTest, SingleImageWithoutAFreshFrameFails) {
     EXPECT_TRUE(sync.m_bAutoReconnect);
 }
 
+// The reset makes the camera thread forget its frame; the snap waits for the next one instead
+// of failing at once. A camera at 10 frames a second leaves up to 100 ms between the reset and
+// that frame, so a copy made straight after the reset would find nothing.
+TEST_F(IShotSyncCaptureTest, SingleImageWaitsForTheFrameAfterTheReset) {
+    useRig(rigWithCameras({R"({"serial":"M0","width":64,"height":48,"fps":10})"}));
+    CSyncBProbe sync;
+    ASSERT_EQ(connect(sync, {"M0"}, {64}, {48}), 0);
+    ConsoleCapture console;
+    for (int round = 0; round < 3; ++round) {
+        unsigned char* image = nullptr;
+        int width = 0;
+        int height = 0;
+        int channels = 0;
+        ASSERT_EQ(sync.SnapSingleImageFromSpecifyCamera(0, image, width, height, channels), 0);
+        ASSERT_NE(image, nullptr);
+        EXPECT_EQ(width, 64);
+        EXPECT_EQ(height, 48);
+        EXPECT_EQ(channels, 1);
+        std::free(image);
+    }
+    EXPECT_EQ(console.text().find("No Data"), std::string::npos);
+}
+
 TEST_F(IShotSyncCaptureTest, SingleImageArgumentChecks) {
     useRig(rigWithCameras({cam("M0")}));
     CSyncBProbe sync;
