@@ -211,6 +211,11 @@ std::vector<BoardEngine::OutPulse> BoardEngine::collectDueLocked(Clock::time_poi
             ++scan.tick;
             if (!scan.program.repeats() && scan.tick >= scan.program.cycleLength()) {
                 scan.ticksDone = true;
+            } else if (now - tickTime > scan.program.period() / 2) {
+                // The engine woke more than half a period late (a loaded machine): the rest of the
+                // sequence moves with this tick, so its pulses keep a period apart instead of
+                // bunching up behind it as a real board never sends them.
+                scan.nextTick = now + scan.program.period();
             } else {
                 scan.nextTick += scan.program.period();
             }
