@@ -370,6 +370,22 @@ TEST(CameraFrames, ResetQueueDeliversOnlyFramesExposedAfterTheReset) {
     EXPECT_EQ(statsOf("M1").framesDropped, 3U);
 }
 
+// A pulse is an exposure at the moment it arrives: a reset right after it, before the camera
+// has made the frame, still keeps that frame out of the queue.
+TEST(CameraFrames, ResetQueueRefusesAFrameWhosePulseCameBeforeTheReset) {
+    useRig(rigWithCameras({cameraJson("M1", R"("snapTimeoutMs": 200)")}));
+    CameraRef camera;
+    ASSERT_NO_FATAL_FAILURE(openStarted(camera, "M1"));
+    for (int round = 0; round < 20; ++round) {
+        pulse(0, {}, 1);
+        SetCameraToInitializedState(camera.get());
+        pulse(0, {}, 2);
+        unsigned char* data = nullptr;
+        ASSERT_EQ(SnapShot(camera.get(), data), 0);
+        ASSERT_EQ(data[4], 2) << "round " << round;
+    }
+}
+
 TEST(CameraFrames, ResetCameraStateDropsTheQueuesOfEveryHandle) {
     useRig(rigWithCameras({cameraJson("M1", R"("snapTimeoutMs": 200)")}));
     CameraRef first, second("M1");

@@ -115,7 +115,7 @@ CameraStats SimCamera::stats() const {
     std::lock_guard lock(mutex_);
     CameraStats stats;
     stats.present = present_;
-    stats.framesProduced = produced_;
+    stats.framesProduced = taken_;
     stats.framesDelivered = delivered_;
     stats.framesDropped = dropped_;
     stats.openHandles = static_cast<int>(sessions_.size());
@@ -148,10 +148,11 @@ void SimCamera::onPulse(const TriggerPulse& pulse) {
     if (pending_.size() >= kMaxPendingPulses) {
         // The camera cannot keep up: the exposure is lost.
         ++produced_;
+        ++taken_;
         ++dropped_;
         return;
     }
-    pending_.push_back(pulse);
+    pending_.push_back({pulse, ++produced_});
     workCv_.notify_all();
 }
 
@@ -185,13 +186,14 @@ void SimCamera::run() {
                 workCv_.wait(lock);
                 continue;
             }
-            const TriggerPulse pulse = pending_.front();
+            const TriggerPulse pulse = pending_.front().pulse;
+            const std::uint64_t number = pending_.front().exposureNumber;
             pending_.pop_front();
+            ++taken_;
             Exposure exposure;
             exposure.light = pulse.light;
             exposure.stamp = timeStampSource_ == 1 ? pulse.tUs : pulse.stamp;
             exposure.number = pulse.sequenceNumber < 0 ? 0 : pulse.sequenceNumber;
-            const std::uint64_t number = ++produced_;
             expose(lock, exposure, number);
             continue;
         }
@@ -211,6 +213,7 @@ void SimCamera::run() {
         // The exposure is numbered before the light is looked at, so a queue reset after this
         // point never receives a frame showing the light from before the reset.
         const std::uint64_t number = ++produced_;
+        ++taken_;
         lock.unlock();
         Exposure exposure;
         exposure.light = bus_->steadyLight();

@@ -176,10 +176,18 @@ private:
 
     std::map<SessionId, Session> sessions_;
     SessionId nextSession_ = 1;
-    std::deque<TriggerPulse> pending_;  // pulses waiting for the camera's thread
+    // A pulse waiting for the camera's thread, with the number of its exposure. The exposure is
+    // numbered when the pulse arrives, so a queue reset after the pulse and before the camera's
+    // thread makes the frame never receives that frame.
+    struct PendingPulse {
+        TriggerPulse pulse;
+        std::uint64_t exposureNumber = 0;
+    };
+    std::deque<PendingPulse> pending_;
     std::uint64_t wakeGeneration_ = 0;  // bumped by wakeWaiters
 
     std::uint64_t produced_ = 0;  // also the number of the last exposure
+    std::uint64_t taken_ = 0;     // exposures the camera's thread has taken up (or lost)
     std::uint64_t delivered_ = 0;
     std::uint64_t dropped_ = 0;
 
