@@ -19,7 +19,7 @@ build-tsan: deps
 	cmake --build --preset tsan
 
 demo: build-default
-	./build/default/bin/zeta-sim-demo --out out
+	./build/default/bin/zetavoro scan --out out
 
 test: build-default build-asan
 	ctest --preset default

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <vector>
 
 #include <zetaVoroSync/zetaVoroSync.h>
@@ -24,6 +25,8 @@ using namespace zetaVoroSync;
 
 // Work shorter than this shows no progress.
 constexpr int kQuietMs = 1000;
+// Frames of one stripe group per mono camera.
+constexpr int kStripeFrames = 15;
 
 // "07" for frame 7 of 15; more digits for longer groups.
 std::string frameNumber(std::size_t frame, std::size_t frames) {
@@ -42,9 +45,6 @@ void ScanCommand::addOptions(CLI::App& app) {
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
     app.add_option("--period", periodMs_, "trigger period of one stripe pattern, in ms")
-        ->capture_default_str()
-        ->check(CLI::PositiveNumber);
-    app.add_option("--frames", frames_, "frames per camera in one scan")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
     app.add_option("--exposure", exposureMs_,
@@ -76,14 +76,16 @@ void ScanCommand::run(Session& session) {
                   "SetCameraExposure");
         }
     }
+    // The stripe mode sends the period and the frame count to the board as its two stripe
+    // words; its groups have a fixed size (15 frames a camera, 16 counted for a multi-sensor one).
     SCANPARAMETERS parameters{};
     parameters.scanFrameRate = periodMs_;
-    parameters.scanFrameCount = frames_;
+    parameters.scanFrameCount = kStripeFrames;
     check(SetScanParameter(connection.handle(), parameters), "SetScanParameter");
 
     const std::size_t cameraCount = mono.size();
     double totalSeconds = 0.0;
-    int fewestPerCamera = frames_;
+    int fewestPerCamera = std::numeric_limits<int>::max();
     int mostPerCamera = 0;
     for (int scan = 1; scan <= scans_; ++scan) {
         const std::string scanName = "scan " + std::to_string(scan);
@@ -92,7 +94,7 @@ void ScanCommand::run(Session& session) {
         {
             // The scan settles for four periods, then takes one period per frame.
             ProgressBar bar(scanName, kQuietMs);
-            const ProgressTicker ticker(bar, periodMs_ * (frames_ + 5));
+            const ProgressTicker ticker(bar, periodMs_ * (kStripeFrames + 5));
             const auto start = std::chrono::steady_clock::now();
             status = Scan(connection.handle(), true);
             seconds =

@@ -19,7 +19,6 @@ protected:
 private:
     int scans_ = 1;
     int periodMs_ = 10;
-    int frames_ = 15;
     std::optional<double> exposureMs_;
     std::string out_ = "out";
 };
