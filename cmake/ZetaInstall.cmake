@@ -1,5 +1,6 @@
 # Installation: the library, the device libraries it links (the virtual scanner's by default),
-# the public header, the device-library headers, the CMake package and the pkg-config file.
+# the public header, the device-library headers, the command-line program zetavoro, the CMake
+# package and the pkg-config file. Tests, benchmarks and the demo are not installed.
 #
 #   find_package(zetaVoroSync)  ->  target zetaVoroSync::zetaVoroSync (brings the device libraries)
 #   pkg-config --cflags --libs zetaVoroSync
@@ -11,8 +12,11 @@ install(TARGETS zetaVoroSync zetaVoroDLPdev zetaCamera zetaImageLoad zetaVoroSim
   EXPORT zetaVoroSyncTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+# The program is not part of the CMake package: hosts link the library, they do not import it.
+# It finds the libraries through its install rpath, $ORIGIN/../lib.
+install(TARGETS zetavoro RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zetaVoroSync
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
@@ -43,6 +47,7 @@ install(FILES
 # The .pc file finds the prefix relative to its own folder, so the installed tree can be moved
 # (or installed with cmake --install --prefix) and still be right.
 file(RELATIVE_PATH ZETA_PC_RELATIVE_PREFIX /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root)
+string(REGEX REPLACE "/$" "" ZETA_PC_RELATIVE_PREFIX "${ZETA_PC_RELATIVE_PREFIX}")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/zetaVoroSync.pc.in
   ${PROJECT_BINARY_DIR}/zetaVoroSync.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zetaVoroSync.pc
