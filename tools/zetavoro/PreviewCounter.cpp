@@ -10,7 +10,11 @@ PreviewCounter::PreviewCounter(int cameras, int periodMs)
 
 void PreviewCounter::onFrame(int camera, const unsigned char* data, int width, int height,
                              int channels) {
-    const auto now = std::chrono::steady_clock::now();
+    onFrameAt(std::chrono::steady_clock::now(), camera, data, width, height, channels);
+}
+
+void PreviewCounter::onFrameAt(TimePoint now, int camera, const unsigned char* data, int width,
+                               int height, int channels) {
     std::lock_guard lock(mutex_);
     if (camera < 0 || camera >= static_cast<int>(cameras_.size())) return;
     Camera& state = cameras_[static_cast<std::size_t>(camera)];

@@ -19,7 +19,13 @@ class PreviewCounter {
 public:
     PreviewCounter(int cameras, int periodMs);
 
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    // A frame that arrived now.
     void onFrame(int camera, const unsigned char* data, int width, int height, int channels);
+    // A frame that arrived at `at`.
+    void onFrameAt(TimePoint at, int camera, const unsigned char* data, int width, int height,
+                   int channels);
 
     struct Snapshot {
         int frames = 0;
@@ -32,8 +38,8 @@ public:
 private:
     struct Camera {
         int frames = 0;
-        std::chrono::steady_clock::time_point first;
-        std::chrono::steady_clock::time_point last;
+        TimePoint first;
+        TimePoint last;
         std::vector<unsigned char> data;
         int width = 0;
         int height = 0;
