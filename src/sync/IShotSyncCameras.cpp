@@ -756,15 +756,20 @@ void IShotSync::DisplayFrameHandler(const void* const& pContext, const int& came
                                         : nullptr;
     const CFramePlanes frame(camera, data, width, height, frameCode);
 
+    // The lock is recursive: a callback that unregisters itself (or the other one) does so on
+    // this thread, between two planes. Each plane therefore reads the pointer again and is
+    // skipped once it is null, instead of calling through a pointer that was just cleared.
     CriticalSectionGuard callBackLock(self->m_csCallBack);
     if (self->m_pDisplayCallBack != nullptr) {
         frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+            if (self->m_pDisplayCallBack == nullptr) return;
             self->m_pDisplayCallBack(self->m_pDisplayUserData, id, plane, w, h, c);
         });
     }
     if (self->m_pDisplayCallBack2 != nullptr) {
         const int tag = self->SecondCallBackTag(data);
         frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+            if (self->m_pDisplayCallBack2 == nullptr) return;
             self->m_pDisplayCallBack2(self->m_pDisplayUserData2, id, plane, w, h, c, tag);
         });
     }

@@ -797,14 +797,18 @@ void IShotSync::DefaultScanFrameHandler(const void* const& pContext, const int& 
     }
 
     if (scanRegistered) {
+        // Recursive lock: a callback may unregister itself between two planes on this thread,
+        // so each plane reads the pointer again and is skipped once it is null.
         CriticalSectionGuard callBackLock(self->m_csCallBack);
         if (self->m_pScanCallBack != nullptr) {
             frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+                if (self->m_pScanCallBack == nullptr) return;
                 self->m_pScanCallBack(self->m_pScanUserData, id, plane, w, h, c);
             });
         } else if (self->m_pScanCallBack2 != nullptr) {
             const int tag = self->SecondCallBackTag(data);
             frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
+                if (self->m_pScanCallBack2 == nullptr) return;
                 self->m_pScanCallBack2(self->m_pScanUserData2, id, plane, w, h, c, tag);
             });
         }

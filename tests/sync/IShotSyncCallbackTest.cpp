@@ -2,6 +2,7 @@
 // callbacks 1 and 2 with camera IDs, split planes, the frame tag, the camera-alive events.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <string>
@@ -248,6 +249,56 @@ TEST(IShotSyncCallbackTest, LivePreviewSplitsAComplexCameraIntoConsecutiveCamera
             }
         }
     }
+}
+
+// A callback that unregisters itself on its first call, from inside that call.
+struct SelfRemover {
+    CSyncBProbe* sync = nullptr;
+    std::atomic<int> calls{0};
+};
+
+void removeDisplay(const void* const& user, const int&, const unsigned char* const&, const int&,
+                   const int&, const int&) {
+    auto* remover = static_cast<SelfRemover*>(const_cast<void*>(user));
+    ++remover->calls;
+    remover->sync->SetDisplayCallBackFunction(nullptr, nullptr);
+}
+
+void removeScan(const void* const& user, const int&, const unsigned char* const&, const int&,
+                const int&, const int&) {
+    auto* remover = static_cast<SelfRemover*>(const_cast<void*>(user));
+    ++remover->calls;
+    remover->sync->SetScanCallBackFunction(nullptr, nullptr);
+}
+
+// The split frame's second plane must not go through the pointer the first plane's call cleared.
+TEST(IShotSyncCallbackTest, ADisplayCallbackMayUnregisterItselfBetweenThePlanesOfAFrame) {
+    useRig(rigWithCameras({cam("A1", 32, 24, 1, 2)}));
+    Collector two;  // outlive the synchroniser that calls into them
+    SelfRemover remover;
+    CSyncBProbe sync;
+    remover.sync = &sync;
+    sync.SetDisplayCallBackFunction(&removeDisplay, &remover);
+    sync.SetDisplayCallBackFunction2(&collect2, &two);
+    ASSERT_EQ(connect(sync, {"A1", "A1"}, {64, 64}, {24, 24}), 0);
+    // Callback 2 sees the planes of the removing frame and of the frames after it.
+    ASSERT_TRUE(waitUntil([&] { return two.all().size() >= 6; }));
+    sync.SetDisplayCallBackFunction2(nullptr, nullptr);
+    EXPECT_EQ(remover.calls.load(), 1);
+}
+
+TEST(IShotSyncCallbackTest, AScanCallbackMayUnregisterItselfBetweenThePlanesOfAFrame) {
+    useRig(rigWithCameras({cam("A1", 32, 24, 1, 2)}));
+    Collector display;
+    SelfRemover remover;
+    CSyncBProbe sync;
+    remover.sync = &sync;
+    ASSERT_EQ(sync.SetScanCallBackFunction(&removeScan, &remover), 0);
+    sync.SetDisplayCallBackFunction(&collect1, &display);
+    ASSERT_EQ(connect(sync, {"A1", "A1"}, {64, 64}, {24, 24}), 0);
+    ASSERT_TRUE(waitUntil([&] { return remover.calls.load() >= 1 && display.all().size() >= 6; }));
+    sync.SetDisplayCallBackFunction(nullptr, nullptr);
+    EXPECT_EQ(remover.calls.load(), 1);
 }
 
 }  // namespace
