@@ -7,8 +7,9 @@
 // Conventions of every function below:
 // - Every function returns a RETSTATUS. Success is RET_OPERATE_SUCCESS (7), NOT 0: 0 is
 //   RET_OPERATE_FAILED.
-// - The handle is the opaque value ConnectDevice fills. A null handle gives RET_HANDLE_NULL; so
-//   does a handle that DisConnectDevice has already destroyed.
+// - The handle is the opaque value ConnectDevice fills. A null handle gives RET_HANDLE_NULL (but
+//   RET_PARAMETER_ERROR from startSequenceScan, SetMonoColorSpan, SetStrobeLightingTime and
+//   UpdateFirewareImageData); so does a handle that DisConnectDevice has already destroyed.
 // - Buffers handed to the host (images, serial strings, status texts) are allocated with malloc;
 //   the host frees each with free. Buffers the library keeps (frames handed to callbacks, scan
 //   groups) say until when they stay valid.
@@ -111,7 +112,7 @@ struct SCANPARAMETERS {
     std::int32_t scanColorSegregationCount;  // colour line-trigger segregation count (speckle)
     std::int32_t scanColorDelayTime;         // colour line-trigger delay (speckle)
     std::int32_t bScanWithTexture;           // 0/1: scan with texture frames (speckle)
-    std::int32_t scanFrameCount;             // frames per stripe scan (stripe)
+    std::int32_t scanFrameCount;             // stripe: to the board; groups are 15 a camera
     std::int32_t bScanWithMonoStrobeLight;   // 0/1: mono strobe while scanning (speckle)
     std::int32_t speckleLaserParameter;      // second parameter of the speckle-laser mode
 };
@@ -126,7 +127,9 @@ struct _MY_IMAGE_ {
 };
 
 // Live preview frame of one camera. Runs on that camera's grab thread; `data` is valid only
-// during the call. `channels` is 1 (mono), 2 (two bytes a pixel) or 3 (RGB).
+// during the call. `channels` is the frame code of the camera's format: 1 (8-bit mono, raw Bayer,
+// and 16-bit RGB), 2 (16-bit mono) or 3 (8-bit RGB); a sensor image of a multi-sensor camera
+// carries its channel count instead.
 typedef void (*DisplayCallBack)(const void* const& pUserData, const int& cameraIndex,
                                 const unsigned char* const& data, const int& width,
                                 const int& height, const int& channels);
@@ -305,8 +308,9 @@ ZETAVOROSYNC_API RETSTATUS GetScanImages(void* const& handle, std::vector<unsign
 // Stripe reads fields 0 and 5; laser and dual laser 0 and 1; speckle 0, 1, 2, 3, 4 and 6;
 // speckle-laser 0 and 7. The E7 and sequence modes refuse it with RET_PARAMETER_ERROR.
 ZETAVOROSYNC_API RETSTATUS SetScanParameter(void* const& handle, const SCANPARAMETERS& parameters);
+// The stripe mode accepts it and does nothing.
 ZETAVOROSYNC_API RETSTATUS Scan(void* const& handle, const bool& start, int count);
-// In the stripe mode one call runs one whole, blocking scan.
+// In the stripe mode one call runs one whole, blocking scan, whatever `start` is.
 ZETAVOROSYNC_API RETSTATUS Scan(void* const& handle, const bool& start);
 ZETAVOROSYNC_API RETSTATUS SpeckleOrLaser(void* const& handle, const bool& bSpeckle);
 ZETAVOROSYNC_API RETSTATUS startSequenceScan(void* const& handle, int nSequenceCount);
@@ -328,8 +332,8 @@ ZETAVOROSYNC_API RETSTATUS SetMonoColorSpan(void* const& handle, int nSpan);
 ZETAVOROSYNC_API RETSTATUS SetStrobeLightingTime(void* const& handle, const int& camOrder,
                                                  int nTime);
 // Writes a firmware image (or a splash image, for a path ending in ".SPLASH") into the board,
-// reporting progress on the caller's thread. Takes several seconds; the handle's other calls
-// wait meanwhile.
+// reporting progress on the caller's thread. Takes several seconds, during which the handle's
+// board, camera and snap calls wait (the progress callback runs with the handle's main lock held).
 ZETAVOROSYNC_API RETSTATUS UpdateFirewareImageData(void* const& handle, const wchar_t* path,
                                                    int imageType,
                                                    UpdateProgressCallBack progressCallBack,
@@ -349,6 +353,8 @@ ZETAVOROSYNC_API RETSTATUS SnapRGBImageFromSpecifyCamera(void* const& handle,
                                                          unsigned char*& image, int& width,
                                                          int& height);
 // Projects `type`, then one image of every mono camera. The vectors must be empty on entry.
+// With a colour camera connected it returns RET_OPERATE_FAILED, and the mono images it took are
+// still in `images`: the host frees them as well.
 ZETAVOROSYNC_API RETSTATUS SnapSingleGroupImages(void* const& handle, const PROJECTTYPES& type,
                                                  std::vector<unsigned char*>& images,
                                                  std::vector<int>& widths,
