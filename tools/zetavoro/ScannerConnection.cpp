@@ -69,7 +69,7 @@ ScannerConnection::ScannerConnection(Session& session, bool monoOnly) : session_
     }
     handle_ = handle;
     try {
-        describeCameras();
+        describeCameras(static_cast<int>(serials.size()));
     } catch (...) {
         DisConnectDevice(handle_);
         throw;
@@ -105,9 +105,9 @@ std::vector<std::string> ScannerConnection::connectDetails(int status,
     }
 }
 
-void ScannerConnection::describeCameras() {
-    int count = 0;
-    check(GetConnectCameraCount(handle_, count), "GetConnectCameraCount");
+// Camera indices are positions in the serial list: a multi-sensor camera named twice is one
+// physical camera (which GetConnectCameraCount counts) but two camera indices.
+void ScannerConnection::describeCameras(int count) {
     for (int index = 0; index < count; ++index) {
         ConnectedCamera camera;
         char* serial = nullptr;

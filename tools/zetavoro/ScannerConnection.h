@@ -41,7 +41,7 @@ public:
 
 private:
     std::vector<std::string> connectDetails(int status, const std::string& attached) const;
-    void describeCameras();
+    void describeCameras(int count);
 
     Session& session_;
     void* handle_ = nullptr;
