@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <random>
 #include <system_error>
 
 namespace zeta::api::test {
@@ -117,24 +116,12 @@ std::vector<std::string> opsSince(std::uint64_t mark, const std::string& dev) {
 }
 
 ScratchDirectory::ScratchDirectory() : previous_(std::filesystem::current_path()) {
-    std::random_device random;
-    for (int attempt = 0; attempt < 100 && path_.empty(); ++attempt) {
-        auto candidate =
-            std::filesystem::temp_directory_path() /
-            ("zeta-api-test-" + std::to_string(random()) + "-" + std::to_string(random()));
-        if (std::filesystem::create_directory(candidate)) path_ = candidate;
-    }
-    if (path_.empty()) {
-        ADD_FAILURE() << "cannot make a scratch directory";
-        return;
-    }
-    std::filesystem::current_path(path_);
+    std::filesystem::current_path(scratch_.path());
 }
 
 ScratchDirectory::~ScratchDirectory() {
     std::error_code error;
     std::filesystem::current_path(previous_, error);
-    if (!path_.empty()) std::filesystem::remove_all(path_, error);
 }
 
 }  // namespace zeta::api::test

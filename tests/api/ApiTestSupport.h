@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "LibraryTestSupport.h"
+#include "ScratchDir.h"
 #include "SimTestSupport.h"
 #include "zetaVoroSim/SimControl.h"
 #include "zetaVoroSync/zetaVoroSync.h"
@@ -80,11 +81,11 @@ public:
     ~ScratchDirectory();
     ScratchDirectory(const ScratchDirectory&) = delete;
     ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    const std::filesystem::path& path() const { return path_; }
+    const std::filesystem::path& path() const { return scratch_.path(); }
 
 private:
     std::filesystem::path previous_;
-    std::filesystem::path path_;
+    zeta::test::ScratchDir scratch_;
 };
 
 // Byte `index` of image row 0 (the virtual scanner's tag bytes: 4 frame number, 5 camera

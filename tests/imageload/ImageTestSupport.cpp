@@ -2,34 +2,10 @@
 
 #include <stb/stb_image.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <fstream>
-#include <random>
-#include <system_error>
 
 namespace zeta::imageload::test {
-
-ScratchDir::ScratchDir() {
-    // Test processes may run side by side, so the name mixes time and randomness.
-    static std::atomic<unsigned> counter{0};
-    std::random_device random;
-    const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-    const std::string name = "zeta-imageload-" + std::to_string(ticks) + "-" +
-                             std::to_string(random()) + "-" + std::to_string(counter++);
-    path_ = std::filesystem::temp_directory_path() / name;
-    std::filesystem::create_directories(path_);
-}
-
-ScratchDir::~ScratchDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-std::string ScratchDir::file(const std::string& name) const {
-    return (path_ / name).string();
-}
 
 std::vector<unsigned char> testImage(int width, int height, int channels) {
     std::vector<unsigned char> pixels(static_cast<std::size_t>(width) * height * channels);

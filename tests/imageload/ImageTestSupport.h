@@ -1,4 +1,4 @@
-// Helpers of the image library's tests: a scratch folder, test images and reading files back.
+// Helpers of the image library's tests: test images and reading files back.
 #pragma once
 
 #include <cstddef>
@@ -6,23 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "ScratchDir.h"
+
 namespace zeta::imageload::test {
 
-// A fresh, empty folder under the system's temporary folder, removed with everything in it.
-class ScratchDir {
-public:
-    ScratchDir();
-    ~ScratchDir();
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-    // The path of `name` inside the folder, as a string for the C interface.
-    std::string file(const std::string& name) const;
-
-private:
-    std::filesystem::path path_;
-};
+using zeta::test::ScratchDir;
 
 // width x height x channels bytes of a pattern that differs between neighbouring pixels,
 // rows and channels, so that swapped channels, flipped rows or padding errors show.

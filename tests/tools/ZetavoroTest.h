@@ -41,7 +41,7 @@ protected:
     // The names of the files in a folder of the scratch folder, sorted; none for a missing one.
     std::vector<std::string> filesIn(const std::filesystem::path& folder) const;
 
-    ScratchDir scratch_;
+    zeta::test::ScratchDir scratch_;
     std::filesystem::path rigFile_;
     std::filesystem::path logDir_;
     std::filesystem::path journalFile_;
