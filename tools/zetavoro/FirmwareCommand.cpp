@@ -72,7 +72,6 @@ void FirmwareCommand::run(Session& session) {
         ProgressBar bar("firmware", 0);
         // The image type argument is not used by the library but must be positive.
         status = UpdateFirewareImageData(connection.handle(), path.c_str(), 1, &onProgress, &bar);
-        if (status == RET_OPERATE_SUCCESS) bar.finish();
     }
     check(status, "UpdateFirewareImageData");
     const double seconds =
