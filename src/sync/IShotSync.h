@@ -13,8 +13,10 @@
 //   m_csProjector   ("main lock") every board call, the camera set, every camera parameter,
 //                   still capture, the status poll, the firmware transfer;
 //   m_csFullCallBack the two full-scan callbacks and their calls;
-//   m_csCallBack    the display, scan and status callbacks and their calls;
-//   m_csImageGroup  the assembly of full and texture groups.
+//   m_csCallBack    the display and scan callbacks and their calls;
+//   m_csImageGroup  the assembly of full and texture groups;
+//   m_csStatusCallBack the status callback and its calls (inside m_csProjector on the status
+//                   thread).
 // Frame handlers run on the grab threads, inside each camera thread's pause and data locks, and
 // take m_csCallBack / m_csFullCallBack / m_csImageGroup only (never m_csProjector).
 //
@@ -247,7 +249,7 @@ protected:
     void SaveAndClearAutoReconnect();
     void RestoreAutoReconnect();
 
-    // Status thread body (locks: m_csProjector, then m_csCallBack for the callback).
+    // Status thread body (locks: m_csProjector, then m_csStatusCallBack for the callback).
     unsigned StatusThreadFun();
     // Watchdog thread body (no locks; sleeps in 300 ms steps, supervision switched off).
     unsigned WatchdogThreadFun();
