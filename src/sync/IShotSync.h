@@ -225,6 +225,15 @@ protected:
     int ThreadIndexOf(int camOrder) const;
     // The camera thread of a logical camera, or null (missing thread or bad index).
     CPhysicalCameraThread* CameraOf(int camOrder) const;
+    // The frame of every per-camera parameter slot: under m_csProjector, 1 for a camera number
+    // outside the channel words, 2 (after `missing()`) when no camera thread serves it, else what
+    // `body(camera, threadIndex)` returns. Defined where the slots are.
+    template <typename Body, typename Missing>
+    int WithCamera(int camOrder, Body body, Missing missing);
+    template <typename Body>
+    int WithCamera(int camOrder, Body body) {
+        return WithCamera(camOrder, body, [] {});
+    }
     // Channel words of a serial list (bits 0-3 repeat number, 4-7 thread index, 8+ position).
     static std::vector<std::uint32_t> ComputeChannelWords(const std::vector<char*>& serials,
                                                           std::vector<std::string>& runSerials);

@@ -340,328 +340,238 @@ int IShotSync::ReopenCameras() {
 
 // ---- Slots 34-50, 74: camera parameters -------------------------------------------------------
 
+template <typename Body, typename Missing>
+int IShotSync::WithCamera(int camOrder, Body body, Missing missing) {
+    CriticalSectionGuard cameraLock(m_csProjector);
+    if (OutOfRange(camOrder, m_cameraChannels)) {
+        return 1;
+    }
+    CPhysicalCameraThread* camera = CameraOf(camOrder);
+    if (camera == nullptr) {
+        missing();
+        return 2;
+    }
+    return body(*camera, ThreadIndexOf(camOrder));
+}
+
 int IShotSync::GetConnectCameraCount(int& count) {
     count = static_cast<int>(m_cameras.size());
     return 0;
 }
 
 int IShotSync::SetCameraExposureTime(const int& camOrder, const double& exposureMs) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    const int index = ThreadIndexOf(camOrder);
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    const int color = camera->GetColorMode();
-    LOG(INFO) << "IShotSync::SetCameraExposureTime color=" << color
-              << "m_firstSetTextureExposure=" << m_firstSetTextureExposure.load()
-              << "camOrder=" << camOrder << "camCount=" << m_cameras.size()
-              << "exposureTime=" << exposureMs;
-    if (IsColorCode(color) && !m_firstSetTextureExposure.load()) {
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int index) {
+        const int color = camera.GetColorMode();
+        LOG(INFO) << "IShotSync::SetCameraExposureTime color=" << color
+                  << "m_firstSetTextureExposure=" << m_firstSetTextureExposure.load()
+                  << "camOrder=" << camOrder << "camCount=" << m_cameras.size()
+                  << "exposureTime=" << exposureMs;
+        if (IsColorCode(color) && !m_firstSetTextureExposure.load()) {
+            return 0;
+        }
+        const long exposureUs = static_cast<long>(exposureMs * 1000.0);
+        camera.SetExposureTime(exposureUs);
+        if (IsColorCode(color)) {
+            m_firstSetTextureExposure = false;
+        }
+        if (index < static_cast<int>(m_cameraExposure.size())) {
+            m_cameraExposure[index] = static_cast<int>(exposureUs);
+        }
+        while (static_cast<int>(m_textureExposure.size()) <= index) {
+            m_textureExposure.push_back(5);
+        }
+        m_textureExposure[index] = static_cast<int>(exposureMs);
         return 0;
-    }
-    const long exposureUs = static_cast<long>(exposureMs * 1000.0);
-    camera->SetExposureTime(exposureUs);
-    if (IsColorCode(color)) {
-        m_firstSetTextureExposure = false;
-    }
-    if (index < static_cast<int>(m_cameraExposure.size())) {
-        m_cameraExposure[index] = static_cast<int>(exposureUs);
-    }
-    while (static_cast<int>(m_textureExposure.size()) <= index) {
-        m_textureExposure.push_back(5);
-    }
-    m_textureExposure[index] = static_cast<int>(exposureMs);
-    return 0;
+    });
 }
 
 int IShotSync::GetCameraExposure(const int& camOrder, double& exposureMs) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        exposureMs = -1.0;
-        return 2;
-    }
-    long exposureUs = 0;
-    camera->GetExposureTime(exposureUs);  // the value is taken as read
-    exposureMs = static_cast<double>(exposureUs) / 1000.0;
-    return 0;
+    return WithCamera(
+        camOrder,
+        [&](CPhysicalCameraThread& camera, int) {
+            long exposureUs = 0;
+            camera.GetExposureTime(exposureUs);  // the value is taken as read
+            exposureMs = static_cast<double>(exposureUs) / 1000.0;
+            return 0;
+        },
+        [&] { exposureMs = -1.0; });
 }
 
 int IShotSync::SetCameraGain(const int& camOrder, const int& gain) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    const int index = ThreadIndexOf(camOrder);
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    const int color = camera->GetColorMode();
-    LOG(INFO) << "IShotSync::SetCameraGain color=" << color
-              << "m_firstSetTextureGain=" << m_firstSetTextureGain.load() << "camOrder=" << camOrder
-              << "gain=" << gain;
-    if (IsColorCode(color) && !m_firstSetTextureGain.load()) {
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int index) {
+        const int color = camera.GetColorMode();
+        LOG(INFO) << "IShotSync::SetCameraGain color=" << color
+                  << "m_firstSetTextureGain=" << m_firstSetTextureGain.load()
+                  << "camOrder=" << camOrder << "gain=" << gain;
+        if (IsColorCode(color) && !m_firstSetTextureGain.load()) {
+            return 0;
+        }
+        camera.SetGain(gain);
+        if (IsColorCode(color)) {
+            m_firstSetTextureGain = false;
+        }
+        if (index < static_cast<int>(m_cameraGain.size())) {
+            m_cameraGain[index] = gain;
+        }
         return 0;
-    }
-    camera->SetGain(gain);
-    if (IsColorCode(color)) {
-        m_firstSetTextureGain = false;
-    }
-    if (index < static_cast<int>(m_cameraGain.size())) {
-        m_cameraGain[index] = gain;
-    }
-    return 0;
+    });
 }
 
 int IShotSync::GetCameraGain(const int& camOrder, int& gain) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        gain = -1;
-        return 2;
-    }
-    camera->GetGain(gain);
-    return 0;
+    return WithCamera(
+        camOrder,
+        [&](CPhysicalCameraThread& camera, int) {
+            camera.GetGain(gain);
+            return 0;
+        },
+        [&] { gain = -1; });
 }
 
 int IShotSync::SetCameraSharpness(const int& camOrder, const int& sharpness) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    const int index = ThreadIndexOf(camOrder);
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    camera->SetSharpness(sharpness);  // 0 whatever the camera answered
-    if (index < static_cast<int>(m_cameraSharpness.size())) {
-        m_cameraSharpness[index] = sharpness;
-    }
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int index) {
+        camera.SetSharpness(sharpness);  // 0 whatever the camera answered
+        if (index < static_cast<int>(m_cameraSharpness.size())) {
+            m_cameraSharpness[index] = sharpness;
+        }
+        return 0;
+    });
 }
 
 int IShotSync::GetCameraSharpness(const int& camOrder, int& sharpness) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    camera->GetSharpness(sharpness);
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
+        camera.GetSharpness(sharpness);
+        return 0;
+    });
 }
 
 int IShotSync::SetCameraGamma(const int& camOrder, const int& gamma) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    const int index = ThreadIndexOf(camOrder);
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    camera->SetGamma(gamma);  // 0 whatever the camera answered
-    if (index < static_cast<int>(m_cameraGamma.size())) {
-        m_cameraGamma[index] = gamma;
-    }
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int index) {
+        camera.SetGamma(gamma);  // 0 whatever the camera answered
+        if (index < static_cast<int>(m_cameraGamma.size())) {
+            m_cameraGamma[index] = gamma;
+        }
+        return 0;
+    });
 }
 
 int IShotSync::GetCameraGamma(const int& camOrder, int& gamma) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    camera->GetGamma(gamma);
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
+        camera.GetGamma(gamma);
+        return 0;
+    });
 }
 
 int IShotSync::SpecifyCameraDoWhiteBalance(const int& camOrder, float& rRatio, float& bRatio) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    // Zero ratios ask the camera to balance itself; non-zero ratios are applied.
-    const bool bOperate = rRatio == 0.0f && bRatio == 0.0f;
-    if (!IsColorCode(camera->GetColorMode())) {
-        return 3;
-    }
-    float gRatio = 0.0f;
-    if (!camera->AutoWhiteBalance(bOperate, rRatio, gRatio, bRatio)) {
-        return 4;
-    }
-    float r = -1.0f;
-    float g = -1.0f;
-    float b = -1.0f;
-    camera->GetWhiteBalanceRatio(r, g, b);
-    rRatio = r;
-    bRatio = b;
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
+        // Zero ratios ask the camera to balance itself; non-zero ratios are applied.
+        const bool bOperate = rRatio == 0.0f && bRatio == 0.0f;
+        if (!IsColorCode(camera.GetColorMode())) {
+            return 3;
+        }
+        float gRatio = 0.0f;
+        if (!camera.AutoWhiteBalance(bOperate, rRatio, gRatio, bRatio)) {
+            return 4;
+        }
+        float r = -1.0f;
+        float g = -1.0f;
+        float b = -1.0f;
+        camera.GetWhiteBalanceRatio(r, g, b);
+        rRatio = r;
+        bRatio = b;
+        return 0;
+    });
 }
 
 int IShotSync::GetSpecifyCameraWBRatio(const int& camOrder, float& rRatio, float& bRatio) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    if (!IsColorCode(camera->GetColorMode())) {
-        return 3;
-    }
-    float r = -1.0f;
-    float g = -1.0f;
-    float b = -1.0f;
-    camera->GetWhiteBalanceRatio(r, g, b);
-    if (r == -1.0f || b == -1.0f) {
-        return 4;  // never balanced
-    }
-    rRatio = r;
-    bRatio = b;
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
+        if (!IsColorCode(camera.GetColorMode())) {
+            return 3;
+        }
+        float r = -1.0f;
+        float g = -1.0f;
+        float b = -1.0f;
+        camera.GetWhiteBalanceRatio(r, g, b);
+        if (r == -1.0f || b == -1.0f) {
+            return 4;  // never balanced
+        }
+        rRatio = r;
+        bRatio = b;
+        return 0;
+    });
 }
 
 int IShotSync::SetCameraTriggerMode(const int& camOrder, const int& mode) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    camera->SetTriggerMode(mode != 0 ? 1 : 0);  // 0 whatever the camera answered
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
+        camera.SetTriggerMode(mode != 0 ? 1 : 0);  // 0 whatever the camera answered
+        return 0;
+    });
 }
 
 int IShotSync::GetCameraTriggerMode(const int& camOrder, int& mode) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    int cameraMode = 0;
-    camera->GetTriggerMode(cameraMode);
-    mode = cameraMode != 0 ? 1 : 0;
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
+        int cameraMode = 0;
+        camera.GetTriggerMode(cameraMode);
+        mode = cameraMode != 0 ? 1 : 0;
+        return 0;
+    });
 }
 
 int IShotSync::GetCameraSerialNumber(const int& camOrder, char*& serial) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels) || serial != nullptr) {
+    if (serial != nullptr) {
         return 1;
     }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        serial = nullptr;
-        return 2;
-    }
-    const std::string& text = camera->GetSerial();
-    // Handed to the caller, who frees it with free.
-    serial = static_cast<char*>(std::calloc(text.size() + 1, 1));
-    if (serial != nullptr) {
-        std::memcpy(serial, text.data(), text.size());
-    }
-    return 0;
+    return WithCamera(
+        camOrder,
+        [&](CPhysicalCameraThread& camera, int) {
+            const std::string& text = camera.GetSerial();
+            // Handed to the caller, who frees it with free.
+            serial = static_cast<char*>(std::calloc(text.size() + 1, 1));
+            if (serial != nullptr) {
+                std::memcpy(serial, text.data(), text.size());
+            }
+            return 0;
+        },
+        [&] { serial = nullptr; });
 }
 
 int IShotSync::GetCameraResolution(const int& camOrder, int& width, int& height) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        width = -1;
-        height = -1;
-        return 2;
-    }
-    camera->GetResolution(width, height);
-    return 0;
+    return WithCamera(
+        camOrder,
+        [&](CPhysicalCameraThread& camera, int) {
+            camera.GetResolution(width, height);
+            return 0;
+        },
+        [&] {
+            width = -1;
+            height = -1;
+        });
 }
 
 int IShotSync::IsCameraColor(const int& camOrder, bool& bColor) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        bColor = false;
-        return 2;
-    }
-    // Colour-mode codes 2 and 3 only: a format-18 camera counts as colour during enumeration but
-    // not here (both rules are kept).
-    bColor = IsColorCode(camera->GetColorMode());
-    return 0;
+    return WithCamera(
+        camOrder,
+        [&](CPhysicalCameraThread& camera, int) {
+            // Colour-mode codes 2 and 3 only: a format-18 camera counts as colour during
+            // enumeration but not here (both rules are kept).
+            bColor = IsColorCode(camera.GetColorMode());
+            return 0;
+        },
+        [&] { bColor = false; });
 }
 
 int IShotSync::SetCameraBinning(const int& camOrder, const int& mode) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    int size = 0;
-    switch (mode) {
-        case 1:
-            size = 2;
-            break;
-        case 2:
-            size = 3;
-            break;
-        case 3:
-            size = 4;
-            break;
-        default:
-            size = 0;
-            break;
-    }
-    return camera->SetBinning(size) ? 0 : 1;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
+        // Modes 1, 2 and 3 bin 2, 3 and 4 pixels; anything else switches binning off.
+        const int size = (mode >= 1 && mode <= 3) ? mode + 1 : 0;
+        return camera.SetBinning(size) ? 0 : 1;
+    });
 }
 
 int IShotSync::GetSpecifyCameraChannelNum(const int& camOrder, int& channels) {
-    CriticalSectionGuard cameraLock(m_csProjector);
-    if (OutOfRange(camOrder, m_cameraChannels)) {
-        return 1;
-    }
-    CPhysicalCameraThread* camera = CameraOf(camOrder);
-    if (camera == nullptr) {
-        return 2;
-    }
-    channels = camera->GetChannelNum();
-    return 0;
+    return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
+        channels = camera.GetChannelNum();
+        return 0;
+    });
 }
 
 // ---- Slots 51-56: callback registration -------------------------------------------------------

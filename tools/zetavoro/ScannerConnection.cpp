@@ -64,7 +64,7 @@ ScannerConnection::ScannerConnection(Session& session, bool monoOnly) : session_
     if (status != RET_OPERATE_SUCCESS) {
         std::string asked;
         for (const std::string& serial : serials) asked += (asked.empty() ? "" : ", ") + serial;
-        std::vector<std::string> details = connectDetails(status, asked);
+        std::vector<std::string> details = connectDetails(status, asked, directory.serialList());
         throw CommandError::fromStatus("ConnectDevice", status, details);
     }
     handle_ = handle;
@@ -80,8 +80,8 @@ ScannerConnection::~ScannerConnection() {
     if (handle_ != nullptr) DisConnectDevice(handle_);
 }
 
-std::vector<std::string> ScannerConnection::connectDetails(int status,
-                                                           const std::string& asked) const {
+std::vector<std::string> ScannerConnection::connectDetails(int status, const std::string& asked,
+                                                           const std::string& attached) const {
     const CommonOptions& options = session_.options();
     switch (status) {
         case RET_PROJECTOR_UNCONNECTED:
@@ -90,7 +90,7 @@ std::vector<std::string> ScannerConnection::connectDetails(int status,
                     "rig's board.paths says otherwise"};
         case RET_CAMERA_UNCONNECTED:
             return {"cameras asked for: " + asked + "; attached cameras of type " + options.type +
-                    ": " + CameraDirectory(options.type).serialList()};
+                    ": " + attached};
         case RET_SYNC_TYPE_UNSUPPORTED: {
             const bool known = std::any_of(kModes.begin(), kModes.end(),
                                            [&](const char* mode) { return options.mode == mode; });

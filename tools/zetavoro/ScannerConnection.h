@@ -40,7 +40,10 @@ public:
     void disconnect();
 
 private:
-    std::vector<std::string> connectDetails(int status, const std::string& attached) const;
+    // Lines saying what to check after a failed ConnectDevice: `asked` and `attached` are the
+    // serials asked for and those the enumeration found.
+    std::vector<std::string> connectDetails(int status, const std::string& asked,
+                                            const std::string& attached) const;
     void describeCameras(int count);
 
     Session& session_;
