@@ -58,6 +58,18 @@ double meanSpacingUs(const std::vector<TriggerPulse>& pulses) {
            static_cast<double>(pulses.size() - 1);
 }
 
+// The typical spacing of a pulse train: one late wake-up of the board's engine on a loaded
+// machine lengthens one interval (the schedule then moves with it), which the median ignores.
+double medianSpacingUs(const std::vector<TriggerPulse>& pulses) {
+    if (pulses.size() < 2) return 0.0;
+    std::vector<double> spacings;
+    for (std::size_t i = 1; i < pulses.size(); ++i) {
+        spacings.push_back(static_cast<double>(pulses[i].tUs - pulses[i - 1].tUs));
+    }
+    std::nth_element(spacings.begin(), spacings.begin() + spacings.size() / 2, spacings.end());
+    return spacings[spacings.size() / 2];
+}
+
 class BoardScan : public ::testing::Test {
 protected:
     void SetUp() override { load(""); }
@@ -400,7 +412,7 @@ TEST_F(BoardScan, E7ContinuousPulsesBothRoutesWithTheCalibrationPattern) {
     for (const auto& pattern : patterns) {
         recorder().clear();
         ASSERT_TRUE(zetaE7StartScanMode(board(), 6, pattern.inner));
-        ASSERT_TRUE(recorder().waitFor(4, 1));
+        ASSERT_TRUE(recorder().waitFor(8, 1));
         ASSERT_TRUE(zetaE7StopScanMode(board()));
         const auto mono = recorder().onRoute(0);
         const auto colour = recorder().onRoute(1);
@@ -410,7 +422,7 @@ TEST_F(BoardScan, E7ContinuousPulsesBothRoutesWithTheCalibrationPattern) {
             EXPECT_EQ(mono[i].light, pattern.light) << pattern.inner;
             EXPECT_EQ(colour[i].light, pattern.light) << pattern.inner;
         }
-        EXPECT_NEAR(meanSpacingUs(mono), 2000.0, 500.0);
+        EXPECT_NEAR(medianSpacingUs(mono), 2000.0, 500.0);
     }
 }
 
