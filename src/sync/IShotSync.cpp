@@ -9,9 +9,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <span>
 #include <string>
 
 #include "platform/CriticalSectionGuard.h"
+#include "platform/Sleep.h"
+#include "platform/TickCount.h"
+#include "platform/WaitForEvents.h"
 #include "platform/TraceBuffer.h"
 #include "zetaVoroDLPdev.h"
 
@@ -75,6 +79,9 @@ IShotSync::IShotSync() {
 }
 
 IShotSync::~IShotSync() {
+    // The owner ran Shutdown() (Destroy() does): past this point the scan mode's parts are gone,
+    // and a grab thread still calling its frame handler would use freed memory.
+    DCHECK(m_bShutDown.load()) << "IShotSync deleted without Shutdown()";
     LOG(INFO) << "~IShotSync";
     StopWatchdog();
 
@@ -98,14 +105,7 @@ IShotSync::~IShotSync() {
     for (auto& event : m_cameraEvents) event.reset();
     m_cameraEvents.clear();
 
-    for (auto& camera : m_cameras) {
-        if (camera == nullptr) continue;
-        camera->StopThread();
-        camera->CloseCamera();
-        delete camera;
-        camera = nullptr;
-    }
-    m_cameras.clear();
+    DeleteCameraThreads();
 
     // Entering each lock once makes the destructor wait for any holder to finish; the sections
     // themselves are members and go with the object.
@@ -139,6 +139,70 @@ IShotSync::~IShotSync() {
     m_textureImages.clear();
 
     LOG(INFO) << "~IShotSync 7";
+}
+
+void IShotSync::Shutdown() {
+    if (m_bShutDown.exchange(true)) return;
+    RequestShutdown();
+    ExitSync();
+    DetachFrameHandlers();
+    // ExitSync stops the watchdog only when a board is open; an object whose board never opened
+    // must not keep it either.
+    StopWatchdog();
+}
+
+void IShotSync::Destroy(IShotSync* sync) {
+    if (sync == nullptr) return;
+    sync->Shutdown();
+    delete sync;
+}
+
+void IShotSync::Retire() {
+    Shutdown();
+    StopCameraThreads();
+    DeleteCameraThreads();
+}
+
+void IShotSync::RequestShutdown() {
+    m_bShutdownRequested = true;
+}
+
+void IShotSync::DeleteCameraThreads() {
+    CriticalSectionGuard lock(m_csProjector);
+    for (auto& camera : m_cameras) {
+        if (camera == nullptr) continue;
+        camera->StopThread();
+        camera->CloseCamera();
+        delete camera;
+        camera = nullptr;
+    }
+    m_cameras.clear();
+}
+
+void IShotSync::SleepUnlessShutdown(std::uint32_t ms) const {
+    const std::uint64_t end = zeta::platform::tickCount64Ms() + ms;
+    while (!IsShutdownRequested()) {
+        const std::uint64_t now = zeta::platform::tickCount64Ms();
+        if (now >= end) return;
+        zeta::platform::sleepMs(static_cast<std::uint32_t>(std::min<std::uint64_t>(end - now, 10)));
+    }
+}
+
+bool IShotSync::WaitAllUnlessShutdown(const std::vector<zeta::platform::Event*>& events,
+                                      std::uint32_t timeoutMs) const {
+    // A wait for all events in steps is the same wait as one long one: a step that times out
+    // consumes no event.
+    const std::uint64_t end = zeta::platform::tickCount64Ms() + timeoutMs;
+    for (;;) {
+        const std::uint64_t now = zeta::platform::tickCount64Ms();
+        const std::uint32_t step =
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(now < end ? end - now : 0, 20));
+        const int result = zeta::platform::waitForEvents(
+            std::span<zeta::platform::Event* const>(events), true, step);
+        if (result == zeta::platform::kWaitObject0) return true;
+        if (result != zeta::platform::kWaitTimeout) return false;
+        if (IsShutdownRequested() || zeta::platform::tickCount64Ms() >= end) return false;
+    }
 }
 
 void IShotSync::StopCameraThreads() {

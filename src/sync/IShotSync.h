@@ -182,17 +182,35 @@ public:
     virtual bool SendCustomerCommand(const char* cmd, int len);  // 84
     virtual bool SendReportCommand(const char* cmd, int len);    // 85
 
-    // ---- Non-virtual helpers used by the exported layer and the scan modes ----
+    // ---- Teardown (non-virtual; the same protocol for every scan mode) ----
+    // Every owner of a synchroniser runs Shutdown() once before it deletes the object (Destroy()
+    // does both). Shutdown runs ExitSync (the mode's own, through the vtable, while every part of
+    // the object is still alive), takes the frame handlers off the camera threads and stops the
+    // watchdog. Afterwards no thread of this object calls into a scan mode's part any more, so the
+    // destructors only free what they own. Idempotent; runs on the owner's thread.
+    // Locks: as ExitSync, then DetachFrameHandlers (m_csProjector, each camera's pause lock).
+    void Shutdown();
+    // Shutdown() and delete. Null is ignored.
+    static void Destroy(IShotSync* sync);
+    // For an object the library keeps alive but will never use again: Shutdown(), then every
+    // camera thread stopped and its camera closed and released. No thread runs and no device stays
+    // open afterwards; the memory stays until the owner deletes the object (with Destroy()).
+    void Retire();
+    // Asks the calls running on this object to finish early: a scan stops waiting for its frames
+    // (and its settle sleep) and fails. Set by the owner before it waits for those calls and tears
+    // the object down; never cleared. Any thread.
+    void RequestShutdown();
+    bool IsShutdownRequested() const { return m_bShutdownRequested.load(); }
+
     int GetSyncType() const { return m_syncType; }
-    // Ends every camera thread's grab loop (threads resumed first, cameras left open). The owner
-    // calls it before deleting the synchroniser: a running grab thread asks this object
-    // IsSecondCallBackEnabled() through its vtable, which the subclass destructors rewrite.
+    // Ends every camera thread's grab loop (threads resumed first, cameras left open). Locks:
+    // m_csProjector, then each camera thread's pause lock.
     void StopCameraThreads();
     // Takes the scan and display frame handlers off every camera thread. Each swap waits for the
     // thread's running pass, so afterwards no grab thread enters this object or asks it anything
-    // (the listener query is made only while a display handler is set). Every most-derived
-    // destructor calls it first: the grab threads run until the base destructor stops them, and
-    // must not call into an object whose subclass parts are being destroyed.
+    // (the listener query is made only while a display handler is set). Part of Shutdown(): the
+    // grab threads run until the base destructor stops them, and must not call into an object
+    // whose subclass parts are being destroyed.
     // Locks: m_csProjector, then each camera thread's pause lock.
     void DetachFrameHandlers();
 
@@ -266,6 +284,15 @@ protected:
     void ReInitializeCamera();
     // Stops the watchdog thread (flag, event, join) and closes its event.
     void StopWatchdog();
+    // Stops, closes and deletes every camera thread (m_cameras left empty). Locks: m_csProjector.
+    void DeleteCameraThreads();
+    // Sleeps `ms` milliseconds, in short steps, and returns early once a shutdown was requested.
+    // For the waits a scan makes while the host may be disconnecting.
+    void SleepUnlessShutdown(std::uint32_t ms) const;
+    // waitForEvents(all) on `events` for at most `timeoutMs`, in short steps, ending early (false)
+    // once a shutdown was requested. True when every event was signalled in time.
+    bool WaitAllUnlessShutdown(const std::vector<zeta::platform::Event*>& events,
+                               std::uint32_t timeoutMs) const;
 
     // ---- Members, in the order of the object model ----
     zetaVoroSync::ScanFullCallBack m_pScanFullCallBack = nullptr;
@@ -356,6 +383,10 @@ protected:
     // takes effect. Process-wide (shared by every synchroniser), re-armed by ReConnectDeviceEx.
     static std::atomic<bool> m_firstSetTextureExposure;
     static std::atomic<bool> m_firstSetTextureGain;
+
+    // Teardown state (see Shutdown()).
+    std::atomic<bool> m_bShutDown{false};
+    std::atomic<bool> m_bShutdownRequested{false};
 
     // Status callback lock: guards m_pStatusCallBack / m_pStatusUserData while the status
     // thread calls back (taken after m_csProjector when both are held).

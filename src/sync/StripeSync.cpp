@@ -60,10 +60,8 @@ CStripeSync::CStripeSync() {
 }
 
 CStripeSync::~CStripeSync() {
-    ExitSync();
-    // The stripe frame handler stays installed on the mono threads after a scan and would touch
-    // the image store, counters and events, which die with this class.
-    DetachFrameHandlers();
+    // The owner's Shutdown() took the stripe frame handler off the mono threads (it would touch
+    // the image store, counters and events, which die with this class).
     zeta::platform::CriticalSectionGuard imageGuard(m_csImage);
     ClearImageStore();
 }
@@ -303,8 +301,9 @@ int CStripeSync::Scan(const bool& /*start*/) {
 
         // Let the board and the cameras settle; the stray frame of the single trigger is
         // dropped by the reset below.
-        zeta::platform::sleepMs(
-            m_scanFrameRate > 0 ? static_cast<std::uint32_t>(m_scanFrameRate) * 4u : 0u);
+        // A disconnect in progress cuts the settle short (the scan then fails).
+        SleepUnlessShutdown(m_scanFrameRate > 0 ? static_cast<std::uint32_t>(m_scanFrameRate) * 4u
+                                                : 0u);
 
         for (int i = 0; i < cameraCount; ++i) {
             CPhysicalCameraThread* camera = cameras[static_cast<std::size_t>(i)];
@@ -321,13 +320,15 @@ int CStripeSync::Scan(const bool& /*start*/) {
         }
 
         zeta::platform::consolePrintf("==== Start Scan =====\n");
-        scanSent = zetaVoroDLPdev::zetaScan(m_hProjector, zetaVoroDLPdev::SCAN_STRIPE);
+        // A disconnect in progress gets no new scan on the board.
+        scanSent = !IsShutdownRequested() &&
+                   zetaVoroDLPdev::zetaScan(m_hProjector, zetaVoroDLPdev::SCAN_STRIPE);
     }
 
     bool scanOk = false;
     if (scanSent) {
-        scanOk = zeta::platform::waitForEvents(std::span<zeta::platform::Event* const>(handles),
-                                               true, kScanWaitMs) == zeta::platform::kWaitObject0;
+        // A disconnect in progress ends the wait early; the scan then fails.
+        scanOk = WaitAllUnlessShutdown(handles, kScanWaitMs);
     }
 
     {

@@ -24,7 +24,7 @@ public:
     static constexpr int kScanWaitMs = 20000;
 
     CStripeSync();
-    // Runs ExitSync, frees the image store, then the base destructor.
+    // Frees the image store, then the base destructor. The owner ran Shutdown() before.
     ~CStripeSync() override;
 
     int SetVideoTriggerPeriod(const int& route, const int& period) override;    // 14

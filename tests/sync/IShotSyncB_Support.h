@@ -61,7 +61,9 @@ public:
     using IShotSync::PixelTypeOf;
     using IShotSync::RestoreAutoReconnect;
     using IShotSync::SaveAndClearAutoReconnect;
+    using IShotSync::SleepUnlessShutdown;
     using IShotSync::ThreadIndexOf;
+    using IShotSync::WaitAllUnlessShutdown;
 };
 
 namespace zeta::sync::test {

@@ -192,7 +192,7 @@ TEST_F(IShotSyncLifecycleTest, ExitSyncWithoutABoardStopsTheStatusThreadAndLeave
     EXPECT_TRUE(log.contains("IShotSync::ExitSync end"));
     EXPECT_TRUE(boardCalls().empty());
 
-    // The watchdog still runs; the destructor stops it.
+    // The watchdog still runs; the owner's teardown stops it, before the destructor runs.
     ASSERT_NE(sync->m_hWatchdogThread, nullptr);
     EXPECT_TRUE(sync->m_hWatchdogThread->joinable());
     EXPECT_TRUE(sync->m_bContinueWatchdog);
@@ -202,7 +202,9 @@ TEST_F(IShotSyncLifecycleTest, ExitSyncWithoutABoardStopsTheStatusThreadAndLeave
     const auto after = log.messages();
     const int destructor = indexOfExact(after, "~IShotSync", beforeDestruction);
     EXPECT_GE(destructor, 0);
-    EXPECT_GT(indexOfExact(after, "thread exit", destructor), destructor);
+    const int watchdogExit = indexOfExact(after, "thread exit", beforeDestruction);
+    EXPECT_GT(watchdogExit, beforeDestruction);
+    EXPECT_LT(watchdogExit, destructor);
 }
 
 TEST_F(IShotSyncLifecycleTest, ExitSyncTwiceOnlyLogsTheSecondTime) {

@@ -20,16 +20,8 @@ namespace {
 
 class StripeHandlerProbe : public CStripeSync {
 public:
-    // The grab threads call this object's frame handlers and listener slot until the base
-    // destructor stops them. Take the handlers off before this most-derived part goes, as
-    // CStripeSync's own destructor does before its members go.
-    ~StripeHandlerProbe() override {
-        for (CPhysicalCameraThread* camera : m_cameras) {
-            if (!camera) continue;
-            camera->SetScanCallBackFunction(nullptr, nullptr);
-            camera->DisplayCallBackFunction(nullptr, nullptr);
-        }
-    }
+    // The tests own these objects on their stacks: the teardown an owner runs before delete.
+    ~StripeHandlerProbe() override { Shutdown(); }
 
     using CStripeSync::m_frameHasSnapCount;
     using CStripeSync::m_frameHasSnapCountSize;

@@ -23,16 +23,8 @@ using zeta::sim::test::waitUntil;
 
 class StripeScanProbe : public CStripeSync {
 public:
-    // The grab threads call this object's frame handlers and listener slot until the base
-    // destructor stops them. Take the handlers off before this most-derived part goes, as
-    // CStripeSync's own destructor does before its members go.
-    ~StripeScanProbe() override {
-        for (CPhysicalCameraThread* camera : m_cameras) {
-            if (!camera) continue;
-            camera->SetScanCallBackFunction(nullptr, nullptr);
-            camera->DisplayCallBackFunction(nullptr, nullptr);
-        }
-    }
+    // The tests own these objects on their stacks: the teardown an owner runs before delete.
+    ~StripeScanProbe() override { Shutdown(); }
 
     using CStripeSync::m_scanEvents;
     using CStripeSync::m_scanFrameCount;
@@ -343,10 +335,10 @@ TEST_F(StripeSyncScanTest, CamerasBeyondTheFirstScansEventsAreNotWaitedFor) {
     EXPECT_LE(fromCamera1, 15);
 }
 
-TEST_F(StripeSyncScanTest, DestructionTakesTheStripeHandlerOffBeforeTheStoreGoes) {
+TEST_F(StripeSyncScanTest, TeardownTakesTheStripeHandlerOffBeforeTheStoreGoes) {
     zeta::test::LogCapture log;
     {
-        // A plain CStripeSync: its own destructor is the one under test.
+        // A plain CStripeSync, torn down as every owner does: Shutdown, then the destructor.
         CStripeSync sync;
         zeta::sim::test::useRig(zeta::sim::test::rigWithCameras({cameraJson("M0")}));
         ASSERT_EQ(sync.InitProjector("sim:board0"), 0);
@@ -357,6 +349,7 @@ TEST_F(StripeSyncScanTest, DestructionTakesTheStripeHandlerOffBeforeTheStoreGoes
         ASSERT_EQ(sync.Scan(true), 0);
         // Live frames keep reaching the (installed, full) stripe handler while it is destroyed.
         log.clear();
+        sync.Shutdown();
     }
     const int exitEnd = log.indexOf("IShotSync::ExitSync end");
     ASSERT_GE(exitEnd, 0);

@@ -13,10 +13,8 @@ public:
         m_triggerWidth[0] = m_triggerWidth[1] = 1;
         m_triggerVideoPeriod[0] = m_triggerVideoPeriod[1] = 10;
     }
-    ~CTestShotSync() override {
-        ExitSync();
-        DetachFrameHandlers();
-    }
+    // The tests own these objects on their stacks: the teardown an owner runs before delete.
+    ~CTestShotSync() override { Shutdown(); }
 
     int SetVideoTriggerPeriod(const int& route, const int& period) override {
         lastRoute = route;
