@@ -15,6 +15,7 @@
 #include "camera/ColorFormat.h"
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
+#include "sync/HostCallbackScope.h"
 #include "platform/TraceBuffer.h"
 #include "sync/FramePlanes.h"
 #include "sync/IShotSync.h"
@@ -670,6 +671,7 @@ void IShotSync::DisplayFrameHandler(const void* const& pContext, const int& came
     // this thread, between two planes. Each plane therefore reads the pointer again and is
     // skipped once it is null, instead of calling through a pointer that was just cleared.
     CriticalSectionGuard callBackLock(self->m_csCallBack);
+    const CHostCallbackScope scope(self, CHostCallbackScope::Kind::Display);
     if (self->m_pDisplayCallBack != nullptr) {
         frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
             if (self->m_pDisplayCallBack == nullptr) return;

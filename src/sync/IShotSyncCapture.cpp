@@ -19,6 +19,7 @@
 #include "camera/ColorFormat.h"
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
+#include "sync/HostCallbackScope.h"
 #include "platform/Sleep.h"
 #include "platform/TraceBuffer.h"
 #include "sync/FramePlanes.h"
@@ -800,6 +801,7 @@ void IShotSync::DefaultScanFrameHandler(const void* const& pContext, const int& 
         // Recursive lock: a callback may unregister itself between two planes on this thread,
         // so each plane reads the pointer again and is skipped once it is null.
         CriticalSectionGuard callBackLock(self->m_csCallBack);
+        const CHostCallbackScope scope(self, CHostCallbackScope::Kind::Scan);
         if (self->m_pScanCallBack != nullptr) {
             frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
                 if (self->m_pScanCallBack == nullptr) return;
@@ -828,6 +830,7 @@ void IShotSync::DefaultScanFrameHandler(const void* const& pContext, const int& 
 
     CriticalSectionGuard fullLock(self->m_csFullCallBack);
     CriticalSectionGuard groupLock(self->m_csImageGroup);
+    const CHostCallbackScope scope(self, CHostCallbackScope::Kind::FullScan);
     frame.ForEach(cameraID, [&](int id, const unsigned char* plane, int w, int h, int c) {
         if (self->m_pScanFullCallBack != nullptr &&
             self->MatchFullGroup(id, plane, w, h, c, timeStamp)) {

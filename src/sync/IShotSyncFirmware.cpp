@@ -13,6 +13,7 @@
 
 #include "platform/CriticalSectionGuard.h"
 #include "platform/Sleep.h"
+#include "sync/HostCallbackScope.h"
 #include "sync/IShotSync.h"
 #include "zetaVoroDLPdev.h"
 
@@ -68,8 +69,10 @@ int IShotSync::UpdateFirewareImageData(const wchar_t* path, int /*imageType*/,
                                        zetaVoroSync::UpdateProgressCallBack progressCallBack,
                                        void* pUserData) {
     // The progress callback is optional: a null one is simply not called.
-    auto report = [progressCallBack, pUserData](int progress) {
-        if (progressCallBack != nullptr) progressCallBack(pUserData, progress);
+    auto report = [this, progressCallBack, pUserData](int progress) {
+        if (progressCallBack == nullptr) return;
+        const CHostCallbackScope scope(this, CHostCallbackScope::Kind::FirmwareProgress);
+        progressCallBack(pUserData, progress);
     };
 
     bool boardOpen = false;

@@ -18,6 +18,7 @@
 #include "platform/TickCount.h"
 #include "platform/TraceBuffer.h"
 #include "platform/WaitForEvents.h"
+#include "sync/HostCallbackScope.h"
 #include "sync/IShotSync.h"
 #include "zetaVoroDLPdev.h"
 
@@ -194,6 +195,7 @@ unsigned IShotSync::StatusThreadFun() {
             }
             CriticalSectionGuard callBackLock(m_csStatusCallBack);
             if (m_pStatusCallBack != nullptr) {
+                const CHostCallbackScope scope(this, CHostCallbackScope::Kind::Status);
                 const void* const context = m_pStatusUserData;
                 m_pStatusCallBack(context, value2, value3, value4, flag);
             }
