@@ -30,6 +30,73 @@ bool SyncRegistry::isLive(const void* handle) const {
     });
 }
 
+SyncRegistry::Lease::~Lease() {
+    release();
+}
+
+SyncRegistry::Lease::Lease(Lease&& other) noexcept
+    : registry_(other.registry_), sync_(other.sync_) {
+    other.registry_ = nullptr;
+    other.sync_ = nullptr;
+}
+
+SyncRegistry::Lease& SyncRegistry::Lease::operator=(Lease&& other) noexcept {
+    if (this != &other) {
+        release();
+        registry_ = other.registry_;
+        sync_ = other.sync_;
+        other.registry_ = nullptr;
+        other.sync_ = nullptr;
+    }
+    return *this;
+}
+
+void SyncRegistry::Lease::release() {
+    if (registry_ != nullptr && sync_ != nullptr) registry_->returnLease(sync_);
+    registry_ = nullptr;
+    sync_ = nullptr;
+}
+
+SyncRegistry::Lease SyncRegistry::acquire(const void* handle) {
+    if (handle == nullptr) return {};
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (IShotSync* sync : live_) {
+        if (static_cast<const void*>(sync) == handle) {
+            ++calls_[sync];
+            return Lease(this, sync);
+        }
+    }
+    return {};
+}
+
+void SyncRegistry::returnLease(IShotSync* sync) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = calls_.find(sync);
+    if (it == calls_.end()) return;
+    if (--it->second <= 0) {
+        calls_.erase(it);
+        callsDone_.notify_all();
+    }
+}
+
+void SyncRegistry::waitForCalls(IShotSync* sync) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    auto running = [&] {
+        auto it = calls_.find(sync);
+        return it == calls_.end() ? 0 : it->second;
+    };
+    if (running() == 0) return;
+    LOG(INFO) << "DisConnectDevice waits for " << running()
+              << " call(s) still running on hSync=" << sync;
+    callsDone_.wait(lock, [&] { return running() == 0; });
+}
+
+int SyncRegistry::callsOn(const IShotSync* sync) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = calls_.find(sync);
+    return it == calls_.end() ? 0 : it->second;
+}
+
 bool SyncRegistry::removeLive(IShotSync* sync) {
     std::lock_guard<std::mutex> lock(mutex_);
     auto it = std::find(live_.begin(), live_.end(), sync);
@@ -72,11 +139,19 @@ void SyncRegistry::destroyAllAtExit() {
         registry.abandoned_.clear();
     }
     // Destroyed outside the lock: a destructor waits for callbacks and threads that may
-    // themselves ask the registry.
+    // themselves ask the registry. An object a host thread is still calling into (a host that
+    // returned from main without joining its threads) is left behind: destroying it would pull
+    // it from under that call.
     for (IShotSync* sync : doomed) {
         try {
+            sync->RequestShutdown();
+            if (registry.callsOn(sync) > 0) {
+                LOG(INFO) << "zetaVoroSync process exit: hSync=" << sync
+                          << " is still in use, left alone";
+                continue;
+            }
             LOG(INFO) << "zetaVoroSync process exit: destroying hSync=" << sync;
-            delete sync;
+            IShotSync::Destroy(sync);
         } catch (...) {
             // Nothing may leave an exit handler; the object is simply left behind.
         }

@@ -5,11 +5,13 @@
 // The functions take no lock of their own: the slots lock what they touch. They run on the
 // host's calling threads.
 //
-// Handles: a handle is the IShotSync that ConnectDevice created. Before using a handle every
-// function asks the registry of live synchronisers (SyncRegistry). A null handle is answered as
-// each function describes; a non-null handle that is not live (DisConnectDevice destroyed it)
-// would otherwise be a use of freed memory, so it is refused with RET_HANDLE_NULL and a log line
-// instead, which is the nearest safe answer.
+// Handles: a handle is the IShotSync that ConnectDevice created. Every function that uses a handle
+// first takes it through SyncCall: a non-null handle that is not live (DisConnectDevice destroyed
+// it) would otherwise be a use of freed memory, so it is refused with RET_HANDLE_NULL and a log
+// line instead, which is the nearest safe answer. SyncCall holds a lease on the object for the
+// call, so a DisConnectDevice on another thread waits for the call to return before it destroys
+// the object; and it refuses, with RET_OPERATE_FAILED and a log line, a call made from one of the
+// handle's own callbacks that would wait for the thread running that callback.
 //
 // No exception leaves an exported function: every body runs inside guarded(), which turns an
 // exception into RET_OPERATE_FAILED and a log line.
@@ -22,9 +24,11 @@
 #include <cstring>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "SyncCall.h"
 #include "SyncRegistry.h"
 #include "camera/PhysicalCameraThread.h"
 #include "platform/Console.h"
@@ -49,6 +53,8 @@ std::atomic<int> g_deviceType{0};
 
 namespace {
 
+using zeta::api::CallNeeds;
+using zeta::api::SyncCall;
 using zeta::api::SyncRegistry;
 
 // ---- Build configuration ------------------------------------------------------------------
@@ -139,29 +145,23 @@ RETSTATUS guarded(const char* function, Body&& body) noexcept {
 
 // ---- Handles ----------------------------------------------------------------------------------
 
-// The live synchroniser behind `handle`, or null for a null handle and for a handle that is not
-// live (destroyed by DisConnectDevice, or never created by ConnectDevice). The second case is
-// logged: such a handle is refused rather than dereferenced. (A stale handle whose address a
-// later ConnectDevice happened to reuse names that new object: the registry cannot tell them
-// apart, but it never lets freed memory be used.)
-IShotSync* liveSync(const void* handle, const char* function) {
-    if (handle == nullptr) return nullptr;
-    if (!SyncRegistry::instance().isLive(handle)) {
-        LOG(INFO) << function << " refused a handle that is not connected hSync=" << handle;
-        return nullptr;
-    }
-    return static_cast<IShotSync*>(const_cast<void*>(handle));
+// The common shape of an export: the exception guard, the handle check (SyncCall), then one slot
+// call whose result `call` maps to a RETSTATUS.
+template <class Call>
+RETSTATUS forwardToSlot(void* const& handle, const char* function, Call&& call,
+                        CallNeeds needs = CallNeeds::MainLock) noexcept {
+    return guarded(function, [&] {
+        SyncCall sync(handle, function, needs);
+        if (!sync) return sync.refusal();
+        return call(*sync.get());
+    });
 }
 
-// The common shape of an export: the exception guard, the handle check, then one slot call
-// whose result `call` maps to a RETSTATUS.
-template <class Call>
-RETSTATUS forwardToSlot(void* const& handle, const char* function, Call&& call) noexcept {
-    return guarded(function, [&] {
-        IShotSync* sync = liveSync(handle, function);
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        return call(*sync);
-    });
+// An object the library leaves alive but never uses again: its threads stop and its devices
+// close now; the registry keeps the memory (and refuses the handle) until the process ends.
+void keepRetired(IShotSync* sync) {
+    sync->Retire();
+    SyncRegistry::instance().abandon(sync);
 }
 
 // ---- Conversions ------------------------------------------------------------------------------
@@ -427,7 +427,8 @@ RETSTATUS IsConnectedOnU3(const char* cameraName, bool& onU3) {
         ZETA_TRACE_TMPBUF("Start new CStripeSync\n");
         // A temporary synchroniser: its construction starts the watchdog, its destruction
         // stops it again.
-        std::unique_ptr<IShotSync> sync(new CStripeSync());
+        std::unique_ptr<IShotSync, decltype(&IShotSync::Destroy)> sync(new CStripeSync(),
+                                                                      &IShotSync::Destroy);
         ZETA_TRACE_TMPBUF("Start Function IsConnectedOnU3\n");
         const int ret = sync->IsConnectOnU3(cameraName, onU3);
         ZETA_TRACE_TMPBUF("Start Delete CStripeSync Object\n");
@@ -472,8 +473,9 @@ RETSTATUS ConnectDevice(const char* const& mode, const char* const& projectorPat
         registry.armExitCleanup();
         if (initRet == 1 || initRet == 2) {
             // The object is left alive and unreferenced and g_deviceType keeps its new value,
-            // as the system does; the registry keeps it reachable.
-            registry.abandon(sync);
+            // as the system does; it is retired (no thread, no device) and the registry keeps
+            // it reachable.
+            keepRetired(sync);
             return initRet == 1 ? RET_PARAMETER_ERROR : RET_PROJECTOR_UNCONNECTED;
         }
 
@@ -497,22 +499,32 @@ RETSTATUS DisConnectDevice(void*& handle) {
     return guarded("DisConnectDevice", [&] {
         LOG(INFO) << "DisConnectDevice hSync=" << handle;
         if (handle == nullptr) return RET_HANDLE_NULL;
+        // From one of this handle's own callbacks the destruction would wait for the very thread
+        // that runs it (or pull the object from under the transfer that reports its progress).
+        if (!SyncCall::mayRun(handle, "DisConnectDevice", CallNeeds::Destruction)) {
+            return RET_OPERATE_FAILED;
+        }
         SyncRegistry& registry = SyncRegistry::instance();
-        if (!registry.isLive(handle)) {
-            // Already destroyed (or never created here): destroying it again would free freed
+        IShotSync* sync = static_cast<IShotSync*>(handle);
+        if (!registry.removeLive(sync)) {
+            // Already disconnected (or never created here): destroying it again would free freed
             // memory. Only the handle and g_deviceType are reset, as for a handle whose object
             // is not destroyed.
             LOG(INFO) << "DisConnectDevice handle is not connected, nothing destroyed hSync="
                       << handle;
         } else {
+            // No new call reaches the object now. The ones still running (another host thread's
+            // scan, say) are woken and waited for: the object is not destroyed under them.
+            sync->RequestShutdown();
+            registry.waitForCalls(sync);
             const int deviceType = g_deviceType.load();
             if (deviceType >= 1 && deviceType <= 9) {
-                IShotSync* sync = static_cast<IShotSync*>(handle);
-                registry.removeLive(sync);
-                delete sync;  // virtual destructor: ExitSync, then the base clean-up
+                IShotSync::Destroy(sync);  // Shutdown (ExitSync first), then the destructors
+            } else {
+                // With g_deviceType 0 the object is not destroyed, as the system does; nothing
+                // will use it again, so it keeps no thread and no device.
+                keepRetired(sync);
             }
-            // With g_deviceType 0 the object is kept (and stays live for other copies of the
-            // handle), as the system does.
         }
         handle = nullptr;
         g_deviceType = 0;
@@ -523,15 +535,19 @@ RETSTATUS DisConnectDevice(void*& handle) {
 }
 
 RETSTATUS ReconnectDevice(void* const& handle) {
-    return forwardToSlot(handle, "ReconnectDevice", [&](IShotSync& sync) {
-        return sync.ReConnectDeviceEx() != 0 ? RET_OPERATE_FAILED : RET_OPERATE_SUCCESS;
-    });
+    return forwardToSlot(
+        handle, "ReconnectDevice",
+        [&](IShotSync& sync) {
+            return sync.ReConnectDeviceEx() != 0 ? RET_OPERATE_FAILED : RET_OPERATE_SUCCESS;
+        },
+        CallNeeds::Reconnection);
 }
 
 RETSTATUS CloseDeviceCamera(void* const& handle) {
     return guarded("CloseDeviceCamera", [&] {
-        IShotSync* sync = liveSync(handle, "CloseDeviceCamera");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "CloseDeviceCamera");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         sync->CloseDeviceCamera();
         return RET_OPERATE_SUCCESS;
     });
@@ -552,10 +568,13 @@ RETSTATUS GetFirewareVersion(void* handle, const char* mode, const char* project
         if (handle == nullptr && mode == nullptr) return RET_HANDLE_NULL;
         version.clear();
         IShotSync* sync = nullptr;
-        std::unique_ptr<IShotSync> temporary;
+        std::unique_ptr<IShotSync, decltype(&IShotSync::Destroy)> temporary(nullptr,
+                                                                           &IShotSync::Destroy);
+        std::optional<SyncCall> call;
         if (handle != nullptr) {
-            sync = liveSync(handle, "GetFirewareVersion");
-            if (sync == nullptr) return RET_HANDLE_NULL;
+            call.emplace(handle, "GetFirewareVersion");
+            if (!*call) return call->refusal();
+            sync = call->get();
         } else {
             const FirmwareMode* row = findMode(kFirmwareModes, mode);
             if (row == nullptr) return RET_SYNC_TYPE_UNSUPPORTED;
@@ -565,8 +584,8 @@ RETSTATUS GetFirewareVersion(void* handle, const char* mode, const char* project
             SyncRegistry::instance().armExitCleanup();
             if (initRet == 1 || initRet == 2) {
                 // The temporary object is not destroyed on these paths, as the system does;
-                // the registry keeps it reachable.
-                SyncRegistry::instance().abandon(temporary.release());
+                // it is retired (no thread, no device) and the registry keeps it reachable.
+                keepRetired(temporary.release());
                 return initRet == 1 ? RET_PARAMETER_ERROR : RET_PROJECTOR_UNCONNECTED;
             }
             sync = temporary.get();
@@ -593,8 +612,9 @@ RETSTATUS PowerStrobeUp(void* const& handle, const CONTROLROUTE& route, const bo
     return guarded("PowerStrobeUp", [&] {
         zeta::platform::consolePrintf("[ZETAVOROSYNC_API] --- Goto PowerStrobeUp Path: %d  %d\n",
                                       static_cast<int>(route), static_cast<int>(bPowerOrNot));
-        IShotSync* sync = liveSync(handle, "PowerStrobeUp");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "PowerStrobeUp");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         const int lineOrder = setterRoute(route);
         LOG(INFO) << "PowerStrobeUp EnableStrobe lineOrder=" << lineOrder
                   << "bPowerOrNot=" << bPowerOrNot;
@@ -610,8 +630,9 @@ RETSTATUS SetStrobeControlledByTrigger(void* const& handle, const CONTROLROUTE& 
         zeta::platform::consolePrintf(
             "[ZETAVOROSYNC_API] --- Goto SetStrobeControlledByTrigger: %d\n",
             static_cast<int>(bControlled));
-        IShotSync* sync = liveSync(handle, "SetStrobeControlledByTrigger");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SetStrobeControlledByTrigger");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         // Routes 0, 1 and 2 go on unchanged; any other value, for which the system defines no
         // route, is sent to both routes like the other setters do.
         const int lineOrder =
@@ -625,8 +646,9 @@ RETSTATUS SetStrobeControlledByTrigger(void* const& handle, const CONTROLROUTE& 
 RETSTATUS EnableIRProjectorAndLaser(void* const& handle, const bool& bIRProjector,
                                     const bool& bLaser) {
     return guarded("EnableIRProjectorAndLaser", [&] {
-        IShotSync* sync = liveSync(handle, "EnableIRProjectorAndLaser");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "EnableIRProjectorAndLaser");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         switch (sync->EnableIRProjectorAndLaser(bIRProjector, bLaser)) {
             case 1:
                 return RET_OPERATION_UNSUPPORTED;
@@ -648,8 +670,9 @@ RETSTATUS SetVideoTriggerPeriod(void* const& handle, const CONTROLROUTE& route, 
 
 RETSTATUS GetVideoTriggerPeriod(void* const& handle, const CONTROLROUTE& route, int& period) {
     return guarded("GetVideoTriggerPeriod", [&] {
-        IShotSync* sync = liveSync(handle, "GetVideoTriggerPeriod");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "GetVideoTriggerPeriod");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         if (!isSingleRoute(route)) return RET_PARAMETER_ERROR;
         return mapPRJ(sync->GetVideoTriggerPeriod(static_cast<int>(route), period));
     });
@@ -675,8 +698,9 @@ RETSTATUS SetTriggerPulseWidth(void* const& handle, const CONTROLROUTE& route, c
 
 RETSTATUS GetTriggerPulseWidth(void* const& handle, const CONTROLROUTE& route, int& width) {
     return guarded("GetTriggerPulseWidth", [&] {
-        IShotSync* sync = liveSync(handle, "GetTriggerPulseWidth");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "GetTriggerPulseWidth");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         if (!isSingleRoute(route)) return RET_PARAMETER_ERROR;
         return mapPRJ(sync->GetTriggerPulseWidth(static_cast<int>(route), width));
     });
@@ -692,8 +716,9 @@ RETSTATUS SetTriggerPolarity(void* const& handle, const CONTROLROUTE& route,
 RETSTATUS GetTriggerPolarity(void* const& handle, const CONTROLROUTE& route,
                              TRIGGERPOLARITY& polarity) {
     return guarded("GetTriggerPolarity", [&] {
-        IShotSync* sync = liveSync(handle, "GetTriggerPolarity");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "GetTriggerPolarity");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         if (!isSingleRoute(route)) return RET_PARAMETER_ERROR;
         int value = 0;
         const int ret = sync->GetTriggerPolarity(static_cast<int>(route), value);
@@ -705,8 +730,9 @@ RETSTATUS GetTriggerPolarity(void* const& handle, const CONTROLROUTE& route,
 
 RETSTATUS EnableVideoTrigger(void* const& handle, const CONTROLROUTE& route, const bool& bEnable) {
     return guarded("EnableVideoTrigger", [&] {
-        IShotSync* sync = liveSync(handle, "EnableVideoTrigger");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "EnableVideoTrigger");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         zeta::platform::consolePrintf("Set Continue Trigger %d\n", static_cast<int>(bEnable));
         const int lineOrder = setterRoute(route);
         LOG(INFO) << "hSync=" << handle << "bEnable=" << bEnable << "lineOrder=" << lineOrder;
@@ -724,11 +750,14 @@ RETSTATUS Project(void* const& handle, const PROJECTTYPES& type) {
     return guarded("Project", [&] {
         zeta::platform::consolePrintf("[ZETAVOROSYNC_API] --- Goto Projector: %d\n",
                                       static_cast<int>(type));
-        IShotSync* sync = liveSync(handle, "Project");
-        if (sync == nullptr) {
-            zeta::platform::consolePrintf("Exit Project Function [Not Init]\n");
-            return RET_HANDLE_NULL;
+        SyncCall call(handle, "Project");
+        if (!call) {
+            if (call.refusal() == RET_HANDLE_NULL) {
+                zeta::platform::consolePrintf("Exit Project Function [Not Init]\n");
+            }
+            return call.refusal();
         }
+        IShotSync* sync = call.get();
         const int tmpProjectType = patternCodeOf(static_cast<int>(type));
         if (tmpProjectType < 0) return RET_OPERATION_UNSUPPORTED;
         int retryCount = 0;
@@ -765,8 +794,9 @@ RETSTATUS SetDistanceIndicate(void* const& handle, const DISTANCESTATUS& status)
 
 RETSTATUS EnableZoomFunction(void* const& handle, const bool& bEnable) {
     return guarded("EnableZoomFunction", [&] {
-        IShotSync* sync = liveSync(handle, "EnableZoomFunction");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "EnableZoomFunction");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         zeta::platform::consolePrintf("Start Zoom Function\n");
         return mapPRJ(sync->EnableZoomFunction(bEnable));
     });
@@ -779,8 +809,9 @@ RETSTATUS ResetColorModule(void* const& handle) {
 
 RETSTATUS EnterFixScanFastMode(void* const& handle) {
     return guarded("EnterFixScanFastMode", [&] {
-        IShotSync* sync = liveSync(handle, "EnterFixScanFastMode");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "EnterFixScanFastMode");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         LOG(INFO) << "EnterFixScanFastMode hSync=" << handle;
         const int retVal = sync->EnterFixScanFastMode();
         LOG(INFO) << "EnterFixScanFastMode retVal=" << retVal;
@@ -790,8 +821,9 @@ RETSTATUS EnterFixScanFastMode(void* const& handle) {
 
 RETSTATUS EnterFixScanFreeProjectMode(void* const& handle) {
     return guarded("EnterFixScanFreeProjectMode", [&] {
-        IShotSync* sync = liveSync(handle, "EnterFixScanFreeProjectMode");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "EnterFixScanFreeProjectMode");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         LOG(INFO) << "EnterFixScanFreeProjectMode hSync=" << handle;
         const int retVal = sync->EnterFixScanFreeProjectMode();
         LOG(INFO) << "EnterFixScanFreeProjectMode retVal=" << retVal;
@@ -805,8 +837,9 @@ RETSTATUS EnterFixScanFreeProjectMode(void* const& handle) {
 
 RETSTATUS GetConnectCameraCount(void* const& handle, int& count) {
     return guarded("GetConnectCameraCount", [&] {
-        IShotSync* sync = liveSync(handle, "GetConnectCameraCount");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "GetConnectCameraCount");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         sync->GetConnectCameraCount(count);
         return count > 0 ? RET_OPERATE_SUCCESS : RET_CAMERA_UNCONNECTED;
     });
@@ -869,8 +902,9 @@ RETSTATUS SetCameraTriggerMode(void* const& handle, const int& cameraIndex,
 
 RETSTATUS GetCameraTriggerMode(void* const& handle, const int& cameraIndex, TRIGGERMODE& mode) {
     return guarded("GetCameraTriggerMode", [&] {
-        IShotSync* sync = liveSync(handle, "GetCameraTriggerMode");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "GetCameraTriggerMode");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         int value = 0;
         const int ret = sync->GetCameraTriggerMode(cameraIndex, value);
         // The output is written only when the slot read the camera.
@@ -881,8 +915,9 @@ RETSTATUS GetCameraTriggerMode(void* const& handle, const int& cameraIndex, TRIG
 
 RETSTATUS GetCameraSerialNumber(void* const& handle, const int& cameraIndex, char*& serial) {
     return guarded("GetCameraSerialNumber", [&] {
-        IShotSync* sync = liveSync(handle, "GetCameraSerialNumber");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "GetCameraSerialNumber");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         // The slot hands out a malloc'd string; the host frees it with free.
         return mapCAM(sync->GetCameraSerialNumber(cameraIndex, serial));
     });
@@ -917,8 +952,9 @@ RETSTATUS GetSpecifyCameraWBRatio(void* const& handle, const int& cameraIndex, f
 
 RETSTATUS SetCameraBinning(void* const& handle, const int& cameraIndex, BINNING_MODE mode) {
     return guarded("SetCameraBinning", [&] {
-        IShotSync* sync = liveSync(handle, "SetCameraBinning");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SetCameraBinning");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         const int binning = mode == BINNING_2X2 || mode == BINNING_3X3 || mode == BINNING_4X4
                                 ? static_cast<int>(mode)
                                 : 0;
@@ -934,8 +970,9 @@ RETSTATUS GetSpecifyCameraChannelNum(void* const& handle, const int& cameraIndex
 
 RETSTATUS PrintCameraSnapFailInfomation(void* const& handle, const bool& bPrint) {
     return guarded("PrintCameraSnapFailInfomation", [&] {
-        IShotSync* sync = liveSync(handle, "PrintCameraSnapFailInfomation");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "PrintCameraSnapFailInfomation");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         // The slot answers true when there is no camera to hand the switch to.
         const int ret = sync->PrintCameraSnapFailInfomation(bPrint) ? 1 : 0;
         return ret == 1 ? RET_CAMERA_UNCONNECTED : RET_OPERATE_SUCCESS;
@@ -949,11 +986,14 @@ RETSTATUS PrintCameraSnapFailInfomation(void* const& handle, const bool& bPrint)
 RETSTATUS SetDisplayCallBackFunction(void* const& handle, DisplayCallBack callback,
                                      void* pUserData) {
     return guarded("SetDisplayCallBackFunction", [&] {
-        IShotSync* sync = liveSync(handle, "SetDisplayCallBackFunction");
-        if (sync == nullptr) {
-            zeta::platform::consolePrintf("Exit SetDisplayCallBackFunction  [Not Init]\n");
-            return RET_HANDLE_NULL;
+        SyncCall call(handle, "SetDisplayCallBackFunction", CallNeeds::CallbackLock);
+        if (!call) {
+            if (call.refusal() == RET_HANDLE_NULL) {
+                zeta::platform::consolePrintf("Exit SetDisplayCallBackFunction  [Not Init]\n");
+            }
+            return call.refusal();
         }
+        IShotSync* sync = call.get();
         const int ret = sync->SetDisplayCallBackFunction(callback, pUserData);
         if (ret == 1) {
             zeta::platform::consolePrintf("Exit SetDisplayCallBackFunction  [Parameter Error]\n");
@@ -968,22 +1008,31 @@ RETSTATUS SetDisplayCallBackFunction(void* const& handle, DisplayCallBack callba
 }
 
 RETSTATUS SetScanCallBackFunction(void* const& handle, ScanCallBack callback, void* pUserData) {
-    return forwardToSlot(handle, "SetScanCallBackFunction", [&](IShotSync& sync) {
-        return mapCBK(sync.SetScanCallBackFunction(callback, pUserData));
-    });
+    return forwardToSlot(
+        handle, "SetScanCallBackFunction",
+        [&](IShotSync& sync) {
+            return mapCBK(sync.SetScanCallBackFunction(callback, pUserData));
+        },
+        CallNeeds::CallbackLock);
 }
 
 RETSTATUS SetDisplayCallBackFunction2(void* const& handle, DisplayCallBack2 callback,
                                       void* pUserData) {
-    return forwardToSlot(handle, "SetDisplayCallBackFunction2", [&](IShotSync& sync) {
-        return mapCAM2(sync.SetDisplayCallBackFunction2(callback, pUserData));
-    });
+    return forwardToSlot(
+        handle, "SetDisplayCallBackFunction2",
+        [&](IShotSync& sync) {
+            return mapCAM2(sync.SetDisplayCallBackFunction2(callback, pUserData));
+        },
+        CallNeeds::CallbackLock);
 }
 
 RETSTATUS SetScanCallBackFunction2(void* const& handle, ScanCallBack2 callback, void* pUserData) {
-    return forwardToSlot(handle, "SetScanCallBackFunction2", [&](IShotSync& sync) {
-        return mapCBK(sync.SetScanCallBackFunction2(callback, pUserData));
-    });
+    return forwardToSlot(
+        handle, "SetScanCallBackFunction2",
+        [&](IShotSync& sync) {
+            return mapCBK(sync.SetScanCallBackFunction2(callback, pUserData));
+        },
+        CallNeeds::CallbackLock);
 }
 
 RETSTATUS SetScanFullCallBackFunction(void* const& handle, ScanFullCallBack callback,
@@ -1001,9 +1050,10 @@ RETSTATUS SetTextureScanFullCallBackFunction(void* const& handle, TextureScanFul
 }
 
 RETSTATUS SetStatusCallBackFunction(void* const& handle, StatusCallBack callback, void* pUserData) {
-    return forwardToSlot(handle, "SetStatusCallBackFunction", [&](IShotSync& sync) {
-        return mapCAM2(sync.SetStatusCallBackFunction(callback, pUserData));
-    });
+    return forwardToSlot(
+        handle, "SetStatusCallBackFunction",
+        [&](IShotSync& sync) { return mapCAM2(sync.SetStatusCallBackFunction(callback, pUserData)); },
+        CallNeeds::StatusCallbackLock);
 }
 
 // =============================================================================================
@@ -1014,8 +1064,9 @@ RETSTATUS GetScanImages(void* const& handle, std::vector<unsigned char*>& images
                         std::vector<int>& widths, std::vector<int>& heights,
                         std::vector<int>& channels) {
     return guarded("GetScanImages", [&] {
-        IShotSync* sync = liveSync(handle, "GetScanImages");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "GetScanImages");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         // The images stay the synchroniser's, valid until its next scan.
         return mapCAM(sync->GetScanImages(images, widths, heights, channels));
     });
@@ -1023,8 +1074,9 @@ RETSTATUS GetScanImages(void* const& handle, std::vector<unsigned char*>& images
 
 RETSTATUS SetScanParameter(void* const& handle, const SCANPARAMETERS& parameters) {
     return guarded("SetScanParameter", [&] {
-        IShotSync* sync = liveSync(handle, "SetScanParameter");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SetScanParameter");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         // Each scan mode reads its own fields of the record.
         std::vector<int> list;
         switch (sync->GetSyncType()) {
@@ -1083,43 +1135,51 @@ RETSTATUS finishScan(IShotSync* sync, bool start, int retVal) {
     }
 }
 
-// The common head of both Scan exports; null when the handle is refused.
-IShotSync* startScanCall(void* const& handle, bool start) {
-    zeta::platform::consolePrintf("[ZETAVOROSYNC_API] --- Goto Scan: %d\n",
-                                  static_cast<int>(start));
-    IShotSync* sync = liveSync(handle, "Scan");
-    if (sync == nullptr) {
-        zeta::platform::consolePrintf("Exit Scan Function [Handle is NULL]\n");
-        return nullptr;
+// The common head of both Scan exports: the console line, then the handle check.
+void startScanCall(SyncCall& call, bool start) {
+    if (!call) {
+        if (call.refusal() == RET_HANDLE_NULL) {
+            zeta::platform::consolePrintf("Exit Scan Function [Handle is NULL]\n");
+        }
+        return;
     }
     LOG(INFO) << "zetaVoroSync scan   : " << (start ? "start" : "stop");
-    return sync;
+}
+
+void printScanHead(bool start) {
+    zeta::platform::consolePrintf("[ZETAVOROSYNC_API] --- Goto Scan: %d\n",
+                                  static_cast<int>(start));
 }
 
 }  // namespace
 
 RETSTATUS Scan(void* const& handle, const bool& start, int count) {
     return guarded("Scan", [&] {
-        IShotSync* sync = startScanCall(handle, start);
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        const int retVal = sync->Scan(start, count);
-        return finishScan(sync, start, retVal);
+        printScanHead(start);
+        SyncCall call(handle, "Scan");
+        startScanCall(call, start);
+        if (!call) return call.refusal();
+        const int retVal = call.get()->Scan(start, count);
+        return finishScan(call.get(), start, retVal);
     });
 }
 
 RETSTATUS Scan(void* const& handle, const bool& start) {
     return guarded("Scan", [&] {
-        IShotSync* sync = startScanCall(handle, start);
-        if (sync == nullptr) return RET_HANDLE_NULL;
-        const int retVal = sync->Scan(start);
-        return finishScan(sync, start, retVal);
+        printScanHead(start);
+        SyncCall call(handle, "Scan");
+        startScanCall(call, start);
+        if (!call) return call.refusal();
+        const int retVal = call.get()->Scan(start);
+        return finishScan(call.get(), start, retVal);
     });
 }
 
 RETSTATUS SpeckleOrLaser(void* const& handle, const bool& bSpeckle) {
     return guarded("SpeckleOrLaser", [&] {
-        IShotSync* sync = liveSync(handle, "SpeckleOrLaser");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SpeckleOrLaser");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         // Only the speckle mode switches between speckle and laser.
         if (sync->GetSyncType() != 3) return RET_SYNC_TYPE_UNSUPPORTED;
         switch (sync->SpeckleOrLaser(bSpeckle)) {
@@ -1138,8 +1198,9 @@ RETSTATUS SpeckleOrLaser(void* const& handle, const bool& bSpeckle) {
 RETSTATUS startSequenceScan(void* const& handle, int nSequenceCount) {
     return guarded("startSequenceScan", [&] {
         if (handle == nullptr || nSequenceCount < 5) return RET_PARAMETER_ERROR;
-        IShotSync* sync = liveSync(handle, "startSequenceScan");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "startSequenceScan");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         LOG(INFO) << "startSequenceScan hSync=" << handle << "nSequenceCount=" << nSequenceCount;
         sync->startSequenceScan(nSequenceCount);
         const bool start = true;
@@ -1152,8 +1213,9 @@ RETSTATUS startSequenceScan(void* const& handle, int nSequenceCount) {
 RETSTATUS startSequenceScan(void* const& handle, int nSequenceCount, int scanParam) {
     return guarded("startSequenceScan", [&] {
         if (handle == nullptr || nSequenceCount < 5) return RET_PARAMETER_ERROR;
-        IShotSync* sync = liveSync(handle, "startSequenceScan");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "startSequenceScan");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         LOG(INFO) << "startSequenceScan hSync=" << handle << "nSequenceCount=" << nSequenceCount
                   << "scanParam=" << scanParam;
         sync->startSequenceScan(nSequenceCount);
@@ -1166,8 +1228,9 @@ RETSTATUS startSequenceScan(void* const& handle, int nSequenceCount, int scanPar
 
 RETSTATUS stopSequenceScan(void* const& handle) {
     return guarded("stopSequenceScan", [&] {
-        IShotSync* sync = liveSync(handle, "stopSequenceScan");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "stopSequenceScan");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         LOG(INFO) << "stopSequenceScan hSync=" << handle;
         const int retVal = sync->stopSequenceScan();
         LOG(INFO) << "stopSequenceScan retVal=" << retVal;
@@ -1177,8 +1240,9 @@ RETSTATUS stopSequenceScan(void* const& handle) {
 
 RETSTATUS ResetBuffer(void* const& handle) {
     return guarded("ResetBuffer", [&] {
-        IShotSync* sync = liveSync(handle, "ResetBuffer");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "ResetBuffer");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         LOG(INFO) << "ResetBuffer hSync=" << handle;
         const int retVal = sync->ResetBuffer();
         LOG(INFO) << "ResetBuffer retVal=" << retVal;
@@ -1198,8 +1262,9 @@ RETSTATUS ResetCameraTimeStamp(void* const& handle, int route) {
 
 RETSTATUS ResetCameraTimeStamp(void* const& handle) {
     return guarded("ResetCameraTimeStamp", [&] {
-        IShotSync* sync = liveSync(handle, "ResetCameraTimeStamp");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "ResetCameraTimeStamp");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         const int bothRoutes = -1;
         return mapBOOL(sync->ResetCameraTimeStamp(bothRoutes));
     });
@@ -1207,8 +1272,9 @@ RETSTATUS ResetCameraTimeStamp(void* const& handle) {
 
 RETSTATUS SpecifiedTimeStampType(void* const& handle, TIMESTAMP_TYPE type) {
     return guarded("SpecifiedTimeStampType", [&] {
-        IShotSync* sync = liveSync(handle, "SpecifiedTimeStampType");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SpecifiedTimeStampType");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         const int source = type == TIMESTAMP_CAMERA ? 1 : 0;
         return mapBOOL(sync->SpecifiedTimeStampType(source));
     });
@@ -1216,8 +1282,9 @@ RETSTATUS SpecifiedTimeStampType(void* const& handle, TIMESTAMP_TYPE type) {
 
 RETSTATUS ResetVideoWidthHeight(void* const& handle, int width, int height) {
     return guarded("ResetVideoWidthHeight", [&] {
-        IShotSync* sync = liveSync(handle, "ResetVideoWidthHeight");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "ResetVideoWidthHeight");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         const bool known = (width == 640 && height == 512) || (width == 704 && height == 576) ||
                            (width == 1280 && height == 1024);
         if (!known) return RET_PARAMETER_ERROR;
@@ -1232,8 +1299,9 @@ RETSTATUS ResetVideoWidthHeight(void* const& handle, int width, int height) {
 RETSTATUS SetMonoColorSpan(void* const& handle, int nSpan) {
     return guarded("SetMonoColorSpan", [&] {
         if (handle == nullptr || nSpan < 0 || nSpan > 4) return RET_PARAMETER_ERROR;
-        IShotSync* sync = liveSync(handle, "SetMonoColorSpan");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SetMonoColorSpan");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         LOG(INFO) << "SetMonoColorSpan nSpan=" << nSpan;
         const int retVal = sync->SetMonoColorSpan(nSpan);
         LOG(INFO) << "SetMonoColorSpan retVal=" << retVal;
@@ -1244,8 +1312,9 @@ RETSTATUS SetMonoColorSpan(void* const& handle, int nSpan) {
 RETSTATUS SetStrobeLightingTime(void* const& handle, const int& camOrder, int nTime) {
     return guarded("SetStrobeLightingTime", [&] {
         if (handle == nullptr || nTime < 0 || nTime > 10000) return RET_PARAMETER_ERROR;
-        IShotSync* sync = liveSync(handle, "SetStrobeLightingTime");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SetStrobeLightingTime");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         // The log texts are those of other operations; kept as the system writes them.
         LOG(INFO) << "SetMonoColorSpan camOrder=" << camOrder << "nTime=" << nTime;
         const int retVal = sync->SetStrobeLightingTime(camOrder, nTime);
@@ -1258,8 +1327,9 @@ RETSTATUS UpdateFirewareImageData(void* const& handle, const wchar_t* path, int 
                                   UpdateProgressCallBack progressCallBack, void* pUserData) {
     return guarded("UpdateFirewareImageData", [&] {
         if (handle == nullptr || path == nullptr || imageType <= 0) return RET_PARAMETER_ERROR;
-        IShotSync* sync = liveSync(handle, "UpdateFirewareImageData");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "UpdateFirewareImageData", CallNeeds::FirmwareTransfer);
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         const int retVal =
             sync->UpdateFirewareImageData(path, imageType, progressCallBack, pUserData);
         LOG(INFO) << "UpdateFirewareImageData retVal=" << retVal;
@@ -1275,8 +1345,9 @@ RETSTATUS SnapSingleImageFromSpecifyCamera(void* const& handle, const int& camer
                                            unsigned char*& image, int& width, int& height,
                                            int& channels) {
     return guarded("SnapSingleImageFromSpecifyCamera", [&] {
-        IShotSync* sync = liveSync(handle, "SnapSingleImageFromSpecifyCamera");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SnapSingleImageFromSpecifyCamera");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         // The image is malloc'd by the slot; the host frees it with free.
         return mapSNP(
             sync->SnapSingleImageFromSpecifyCamera(cameraIndex, image, width, height, channels));
@@ -1286,8 +1357,9 @@ RETSTATUS SnapSingleImageFromSpecifyCamera(void* const& handle, const int& camer
 RETSTATUS SnapRGBImageFromSpecifyCamera(void* const& handle, const int& cameraIndex,
                                         unsigned char*& image, int& width, int& height) {
     return guarded("SnapRGBImageFromSpecifyCamera", [&] {
-        IShotSync* sync = liveSync(handle, "SnapRGBImageFromSpecifyCamera");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SnapRGBImageFromSpecifyCamera");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
         constexpr int kAttempts = 5;
         int fileNumber = -1;  // taken from the process counter at the first diagnostic file
         for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -1347,11 +1419,14 @@ RETSTATUS SnapSingleGroupImages(void* const& handle, const PROJECTTYPES& type,
                                 std::vector<unsigned char*>& images, std::vector<int>& widths,
                                 std::vector<int>& heights, std::vector<int>& channels) {
     return guarded("SnapSingleGroupImages", [&] {
-        IShotSync* sync = liveSync(handle, "SnapSingleGroupImages");
-        if (sync == nullptr) {
-            zeta::platform::consolePrintf("Exit SnapSingleGroupImages Function [Not Init]\n");
-            return RET_HANDLE_NULL;
+        SyncCall call(handle, "SnapSingleGroupImages");
+        if (!call) {
+            if (call.refusal() == RET_HANDLE_NULL) {
+                zeta::platform::consolePrintf("Exit SnapSingleGroupImages Function [Not Init]\n");
+            }
+            return call.refusal();
         }
+        IShotSync* sync = call.get();
         LOG(INFO) << "Start Project In SnapSingleGroupImages";
         if (Project(handle, type) != RET_OPERATE_SUCCESS) {
             LOG(INFO) << "Project Failed In SnapSingleGroupImages";
@@ -1374,8 +1449,9 @@ RETSTATUS SnapSingleGroupImages(void* const& handle, const PROJECTTYPES& type,
 RETSTATUS SnapSingleGroupRGBImages(void* const& handle, std::vector<unsigned char*>& images,
                                    std::vector<int>& widths, std::vector<int>& heights) {
     return guarded("SnapSingleGroupRGBImages", [&] {
-        IShotSync* sync = liveSync(handle, "SnapSingleGroupRGBImages");
-        if (sync == nullptr) return RET_HANDLE_NULL;
+        SyncCall call(handle, "SnapSingleGroupRGBImages");
+        if (!call) return call.refusal();
+        IShotSync* sync = call.get();
 
         // First snap: a diagnostic dump only, into local lists whose images are freed here.
         std::vector<unsigned char*> firstImages;

@@ -65,11 +65,6 @@ void setDeviceTypeStripe() {
         RET_PROJECTOR_UNCONNECTED);
 }
 
-void destroyConnected(void* handle) {
-    setDeviceTypeStripe();
-    EXPECT_EQ(DisConnectDevice(handle), RET_OPERATE_SUCCESS);
-}
-
 void waitForFrames(const std::vector<std::string>& serials) {
     for (const auto& serial : serials) {
         EXPECT_TRUE(zeta::sim::test::waitUntil(

@@ -54,8 +54,6 @@ void resetDeviceType();
 // Sets it to 1 (the stripe mode), through a ConnectDevice whose board cannot be opened: the
 // library keeps that object alive on purpose, and only its watchdog runs.
 void setDeviceTypeStripe();
-// Destroys the object behind a live handle whatever the device number is, and resets the number.
-void destroyConnected(void* handle);
 
 // Waits (bounded) until each camera has delivered a frame since the rig was loaded, i.e. until
 // the grab threads of a new connection are running their passes.
