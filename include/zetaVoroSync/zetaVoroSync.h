@@ -14,7 +14,11 @@
 //   the host frees each with free. Buffers the library keeps (frames handed to callbacks, scan
 //   groups) say until when they stay valid.
 // - Callbacks are plain functions. They run on the library's threads (see each registration)
-//   and must not call back into the library on the same handle; they copy what they keep.
+//   and copy what they keep. A call a callback makes on its own handle that would wait for the
+//   thread running the callback is refused with RET_OPERATE_FAILED and a log line (from a display,
+//   scan or full-scan callback everything but registering display and scan callbacks; from any
+//   callback DisConnectDevice). See docs/threading-and-ownership.md.
+// - Calls on one handle may come from several host threads at once.
 // - No exception leaves any function.
 #pragma once
 
@@ -187,7 +191,10 @@ ZETAVOROSYNC_API RETSTATUS ConnectDevice(const char* const& mode, const char* co
                                          const std::vector<char*>& cameraNames,
                                          const std::vector<int>& cameraWidths,
                                          const std::vector<int>& cameraHeights, void*& handle);
-// Stops every thread, closes cameras and board, destroys the object and nulls `handle`.
+// Stops every thread, closes cameras and board, destroys the object and nulls `handle`. Calls
+// still running on the handle on other threads are woken (a waiting Scan fails) and waited for
+// first; calls arriving meanwhile get RET_HANDLE_NULL. From one of the handle's callbacks:
+// RET_OPERATE_FAILED, nothing done.
 ZETAVOROSYNC_API RETSTATUS DisConnectDevice(void*& handle);
 // Reopens board and cameras in place and restores the settings made through the handle.
 ZETAVOROSYNC_API RETSTATUS ReconnectDevice(void* const& handle);
@@ -211,6 +218,8 @@ ZETAVOROSYNC_API RETSTATUS SetStrobeControlledByTrigger(void* const& handle,
                                                         const bool& bControlled);
 ZETAVOROSYNC_API RETSTATUS EnableIRProjectorAndLaser(void* const& handle, const bool& bIRProjector,
                                                      const bool& bLaser);
+// Period in ms. The RGB snaps sleep the colour period twice holding the handle's main lock, so a
+// long period (up to 65535 ms) holds every other call on the handle for that long.
 ZETAVOROSYNC_API RETSTATUS SetVideoTriggerPeriod(void* const& handle, const CONTROLROUTE& route,
                                                  const int& period);
 ZETAVOROSYNC_API RETSTATUS GetVideoTriggerPeriod(void* const& handle, const CONTROLROUTE& route,
@@ -307,6 +316,8 @@ ZETAVOROSYNC_API RETSTATUS GetScanImages(void* const& handle, std::vector<unsign
                                          std::vector<int>& channels);
 // Stripe reads fields 0 and 5; laser and dual laser 0 and 1; speckle 0, 1, 2, 3, 4 and 6;
 // speckle-laser 0 and 7. The E7 and sequence modes refuse it with RET_PARAMETER_ERROR.
+// The stripe Scan settles for four scan periods (field 0, in ms) before the board starts, holding
+// the handle's main lock: with 65535 a scan takes minutes and every other call waits for it.
 ZETAVOROSYNC_API RETSTATUS SetScanParameter(void* const& handle, const SCANPARAMETERS& parameters);
 // The stripe mode accepts it and does nothing.
 ZETAVOROSYNC_API RETSTATUS Scan(void* const& handle, const bool& start, int count);
