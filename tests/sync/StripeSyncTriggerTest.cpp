@@ -18,6 +18,9 @@ using zeta::sim::test::recordsOf;
 
 class StripeTriggerProbe : public CStripeSync {
 public:
+    // The tests own these objects on their stacks: the teardown an owner runs before delete.
+    ~StripeTriggerProbe() override { Shutdown(); }
+
     using CStripeSync::m_bScanWithStrobe;
     using CStripeSync::m_scanFrameCount;
     using CStripeSync::m_scanFrameRate;
