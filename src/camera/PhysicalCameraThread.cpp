@@ -16,6 +16,7 @@
 #include <cstring>
 
 #include "camera/ColorFormat.h"
+#include "camera/FrameBytes.h"
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
 #include "platform/Sleep.h"
@@ -79,9 +80,11 @@ bool CPhysicalCameraThread::OpenCamera(const std::string& serial, int width, int
         zetaCamera::GetColorMode(m_camera, format);
     }
     {
-        // The buffer size is read by frame copies on other threads under the data lock.
+        // The buffer size is read by frame copies on other threads under the data lock. It is
+        // counted in std::size_t: an int product of a size the library accepted could overflow.
         zeta::platform::CriticalSectionGuard data(m_csData);
-        m_bufferSize = width * height * ColorFormat::ChannelCount(format);
+        m_bufferSize =
+            FrameBytes::AsInt(FrameBytes::Of(width, height, ColorFormat::ChannelCount(format)));
     }
     m_bOpen = true;
     m_serial = serial;
