@@ -351,6 +351,8 @@ ZETAVOROSYNC_API RETSTATUS UpdateFirewareImageData(void* const& handle, const wc
                                                    void* pUserData);
 
 // --- Still capture (every image handed out is malloc'd; the host frees it with free) -------
+// An image has the size the camera delivers when it is snapped, which need not be the size the
+// handle opened it at: a camera has one size, set by the last ConnectDevice that opened it.
 
 // One image of one camera. `image` must be null on entry.
 ZETAVOROSYNC_API RETSTATUS SnapSingleImageFromSpecifyCamera(void* const& handle,

@@ -83,8 +83,8 @@ bool CPhysicalCameraThread::OpenCamera(const std::string& serial, int width, int
         // The buffer size is read by frame copies on other threads under the data lock. It is
         // counted in std::size_t: an int product of a size the library accepted could overflow.
         zeta::platform::CriticalSectionGuard data(m_csData);
-        m_bufferSize =
-            FrameBytes::AsInt(FrameBytes::Of(width, height, ColorFormat::ChannelCount(format)));
+        m_frameChannels = ColorFormat::ChannelCount(format);
+        m_bufferSize = FrameBytes::AsInt(FrameBytes::Of(width, height, m_frameChannels));
     }
     m_bOpen = true;
     m_serial = serial;
@@ -356,6 +356,7 @@ bool CPhysicalCameraThread::CloseCamera() {
         zeta::platform::CriticalSectionGuard data(m_csData);
         m_bufferSize = 0;
         m_pData = nullptr;
+        m_frameBytes = 0;
     }
     m_bOpen = false;
     // The grab thread is stopped: nobody reads the callbacks now.
@@ -504,9 +505,11 @@ unsigned CPhysicalCameraThread::ThreadFun() {
             ret = zetaCamera::SnapShot(m_camera, m_pData);
         }
         if (ret == 0 && m_pData != nullptr) {
+            // The live resolution is the size of the frame just delivered; it is recorded with
+            // the frame, so that later copies of it stay inside it.
             int width = 0;
             int height = 0;
-            zetaCamera::GetResolution(m_camera, width, height);
+            m_frameBytes = DeliveredFrameBytes(width, height);
             HandleFrame(width, height, ColorFormat::FrameCode(format));
             m_bLastSnapOk = true;
             failCount = 0;
@@ -519,6 +522,7 @@ unsigned CPhysicalCameraThread::ThreadFun() {
                           << "ret=" << ret;
             }
             m_pData = nullptr;
+            m_frameBytes = 0;
             if (m_bPrintSnapFail) {
                 zeta::platform::consolePrintf("Camera %d ret=%d Snap Failed\n", m_cameraID.load(),
                                               ret);
@@ -815,6 +819,7 @@ void CPhysicalCameraThread::SetCameraToInitializedState() {
     m_csData.enter();
     LOG(INFO) << "SetCameraToInitializedState 4";
     m_pData = nullptr;
+    m_frameBytes = 0;
     m_csData.leave();
     LOG(INFO) << "SetCameraToInitializedState 5";
     m_frameSequence = 0;
@@ -847,20 +852,14 @@ bool CPhysicalCameraThread::WaitForCurrentFrame(std::uint32_t timeoutMs) {
     }
 }
 
-bool CPhysicalCameraThread::CopyCurrentFrame(unsigned char* target) {
+bool CPhysicalCameraThread::CopyCurrentFrame(unsigned char* target, std::size_t targetBytes) {
     m_csData.enter();
     if (target != nullptr && m_bufferSize > 0 && m_pData != nullptr) {
-        int bytes = m_bufferSize;
-        if (m_complexInfo >= 2) {
-            // A camera serving several logical cameras is copied at its live size.
-            int width = 0;
-            int height = 0;
-            zetaCamera::GetResolution(m_camera, width, height);
-            bytes = width * height * GetChannelNum();
-        }
-        if (bytes > 0) {
-            std::memcpy(target, m_pData, static_cast<std::size_t>(bytes));
-        }
+        // A camera serving several logical cameras is copied at its live size: the size of the
+        // frame as it was delivered. Any other camera is copied at its buffer size.
+        const std::size_t wanted =
+            m_complexInfo >= 2 ? m_frameBytes : static_cast<std::size_t>(m_bufferSize);
+        CopyFrameInto(target, targetBytes, wanted);
         m_csData.leave();
         return true;
     }
@@ -872,7 +871,7 @@ bool CPhysicalCameraThread::CopyCurrentFrame(unsigned char* target) {
     return false;
 }
 
-bool CPhysicalCameraThread::SnapShot(unsigned char*& target) {
+bool CPhysicalCameraThread::SnapShot(unsigned char*& target, std::size_t targetBytes) {
     zeta::platform::CriticalSectionGuard data(m_csData);
     unsigned char* frame = nullptr;
     const int ret = m_camera != nullptr ? zetaCamera::SnapShot(m_camera, frame) : -1;
@@ -881,27 +880,75 @@ bool CPhysicalCameraThread::SnapShot(unsigned char*& target) {
         return false;
     }
     // The library keeps the frame valid until this handle's next snap: it becomes the current
-    // frame, as one the grab thread snapped would.
+    // frame, as one the grab thread snapped would, with the size it was delivered at.
     m_pData = frame;
+    int width = 0;
+    int height = 0;
+    m_frameBytes = DeliveredFrameBytes(width, height);
     if (target == nullptr) {
         return false;
     }
-    if (m_bufferSize > 0) {
-        std::memcpy(target, frame, static_cast<std::size_t>(m_bufferSize));
-    }
+    CopyFrameInto(target, targetBytes, static_cast<std::size_t>(std::max(m_bufferSize, 0)));
     return true;
 }
 
-bool CPhysicalCameraThread::SplitImage(const unsigned char* frame,
+bool CPhysicalCameraThread::SplitImage(const unsigned char* frame, std::size_t frameBytes,
                                        std::vector<unsigned char*>& planes,
                                        std::vector<int>& widths, std::vector<int>& heights,
                                        std::vector<int>& channels) {
+    // The frame handlers split the frame just delivered, on the grab thread inside the data
+    // lock; the library knows that frame's layout. Any other caller holds a copy. The lock is
+    // only tried: a caller that cannot take it at once is not the grab thread, and waiting would
+    // hold it up for a whole snap.
+    bool delivered = false;
+    if (frame != nullptr && m_csData.tryEnter()) {
+        delivered = frame == m_pData;
+        m_csData.leave();
+    }
+    if (frame != nullptr && !delivered) {
+        // A copy is cut by the camera's present size, which another handle may have made larger
+        // than the frame the copy was taken from: the library would then read past the copy.
+        // The split is refused instead (the nearest safe outcome: no sub-images).
+        int width = 0;
+        int height = 0;
+        const bool known =
+            m_camera != nullptr && zetaCamera::GetResolution(m_camera, width, height) == 0;
+        const std::size_t needed = FrameBytesOf(width, height);
+        if (!known || needed > frameBytes) {
+            LOG(INFO) << "SplitImage refused frameBytes=" << frameBytes << "needed=" << needed;
+            return false;
+        }
+    }
     std::vector<zetaCamera::SN_IMG_FORMAT> formats;
     const bool ok = zetaCamera::SplitImage(m_camera, planes, widths, heights, formats, frame);
     for (zetaCamera::SN_IMG_FORMAT format : formats) {
         channels.push_back(ColorFormat::ChannelCount(format));
     }
     return ok;
+}
+
+std::size_t CPhysicalCameraThread::FrameBytesOf(int width, int height) const {
+    return FrameBytes::Of(width, height, m_frameChannels);
+}
+
+void CPhysicalCameraThread::CopyFrameInto(unsigned char* target, std::size_t targetBytes,
+                                          std::size_t wanted) const {
+    const std::size_t span = std::min(wanted, targetBytes);
+    const std::size_t copied = std::min(span, m_frameBytes);
+    if (copied > 0) {
+        std::memcpy(target, m_pData, copied);
+    }
+    // A frame smaller than the copy asked for leaves the rest of the target defined.
+    if (targetBytes > copied) {
+        std::memset(target + copied, 0, targetBytes - copied);
+    }
+}
+
+std::size_t CPhysicalCameraThread::DeliveredFrameBytes(int& width, int& height) {
+    if (m_camera == nullptr || zetaCamera::GetResolution(m_camera, width, height) != 0) {
+        return 0;
+    }
+    return FrameBytesOf(width, height);
 }
 
 void CPhysicalCameraThread::SetCameraComplexInfo(int complexInfo) {

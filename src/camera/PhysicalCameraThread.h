@@ -12,6 +12,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -107,21 +108,31 @@ public:
     bool GetDeviceTotal(int& total);
 
     // --- Frames ---
-    // Copies the current frame (buffer-size bytes, or the live width x height x channels for a
-    // camera serving several logical cameras) into `target`. False, with "No Data" printed, when
-    // there is no frame.
-    bool CopyCurrentFrame(unsigned char* target);
+    // Every copy out of the camera's buffer is bounded by the frame the library delivered (the
+    // camera's size belongs to the camera: another handle may open it smaller or larger than this
+    // thread did) and by `targetBytes`, the size of `target`. Of the bytes the system copies
+    // (buffer-size bytes, or the frame's own size for a camera serving several logical cameras),
+    // what the frame holds is copied; every other byte of `target` up to `targetBytes` is zeroed.
+
+    // Copies the current frame into `target`. False, with "No Data" printed, when there is no
+    // frame.
+    bool CopyCurrentFrame(unsigned char* target, std::size_t targetBytes);
     // Waits up to timeoutMs for the grab thread to hold a frame (polling under the data lock).
     // True when it does. Runs on the caller's thread; the grab thread keeps running.
     bool WaitForCurrentFrame(std::uint32_t timeoutMs);
     // Snaps directly (under the data lock) and copies buffer-size bytes into `target`; sets
     // `target` to null and returns false when the snap gave no data. `target` stays the caller's.
-    bool SnapShot(unsigned char*& target);
-    // Cuts `frame` into its sensor images: appends one malloc'd plane per sensor (the caller frees
-    // each with free), its width, height and channel count.
-    bool SplitImage(const unsigned char* frame, std::vector<unsigned char*>& planes,
-                    std::vector<int>& widths, std::vector<int>& heights,
-                    std::vector<int>& channels);
+    bool SnapShot(unsigned char*& target, std::size_t targetBytes);
+    // Cuts `frame`, `frameBytes` long, into its sensor images: appends one malloc'd plane per
+    // sensor (the caller frees each with free), its width, height and channel count. The library
+    // cuts a frame it did not deliver (a copy) by the camera's present size; such a frame shorter
+    // than that size is not handed to it: false, nothing appended.
+    bool SplitImage(const unsigned char* frame, std::size_t frameBytes,
+                    std::vector<unsigned char*>& planes, std::vector<int>& widths,
+                    std::vector<int>& heights, std::vector<int>& channels);
+    // Bytes of a frame of this camera at width x height (the format's channel count as read at
+    // open); 0 for a size that is not positive.
+    std::size_t FrameBytesOf(int width, int height) const;
     void SetCameraComplexInfo(int complexInfo);
     int GetCameraComplexInfo() const;
 
@@ -137,7 +148,15 @@ protected:
     // Validates a frame and calls the callbacks; called by ThreadFun inside both locks.
     void HandleFrame(int width, int height, int frameCode);
 
-    zeta::platform::CriticalSection m_csData;   // guards m_pData and snapping
+    // Copies m_frameBytes bytes (at most `wanted`) of the current frame into `target` and zeroes
+    // the rest of its `targetBytes`. Called with the data lock held.
+    void CopyFrameInto(unsigned char* target, std::size_t targetBytes, std::size_t wanted) const;
+    // Image bytes of the frame the library just delivered: its size as the library reports it
+    // right after the snap, times the format's channel count; 0 when the size cannot be read.
+    // Called with the data lock held, right after a successful snap.
+    std::size_t DeliveredFrameBytes(int& width, int& height);
+
+    zeta::platform::CriticalSection m_csData;   // guards m_pData, m_frameBytes and snapping
     zeta::platform::CriticalSection m_csPause;  // held by a paused owner
     void* m_camera = nullptr;                   // library camera handle
     int m_frameSequence = 0;
@@ -148,6 +167,14 @@ protected:
     std::atomic<bool> m_bPaused{false};
     std::atomic<bool> m_bPausing{false};
     unsigned char* m_pData = nullptr;  // latest frame; owned by the camera library
+    // Image bytes of the frame m_pData points at, recorded when it was delivered; 0 without one.
+    // The library reports only the camera's present size, so it is read right after each snap,
+    // inside the data lock: a size change made through another handle in that instant is the one
+    // case it cannot see.
+    std::size_t m_frameBytes = 0;
+    // Channel count of the camera's format, read at open (the format belongs to the camera and
+    // does not change with its size).
+    std::atomic<int> m_frameChannels{1};
     float m_rRatio = -1.0f;
     float m_gRatio = -1.0f;
     float m_bRatio = -1.0f;

@@ -85,11 +85,12 @@ void CopyIntoRecord(std::vector<_MY_IMAGE_*>& records, int index, const unsigned
     }
 }
 
-// Size of a block that a camera thread's SnapShot / CopyCurrentFrame may fill: the snap's own size
-// (width x height x bytes per pixel of the live resolution), but never less than the size the
-// thread was opened with, which is what the camera thread copies (its buffer size). The two only
-// differ when the camera's size changed after its open (another thread opening the same camera
-// with another size); then the larger block keeps the copy inside it.
+// Size of a block for a camera thread's SnapShot / CopyCurrentFrame: the snap's own size (width x
+// height x bytes per pixel of the live resolution), but never less than the size the thread was
+// opened with. The copies themselves are bounded by the block and by the frame delivered; the
+// larger block is for the split of a complex camera's copy, which the camera library cuts by the
+// camera's layout, and a camera that does not report its size (one pixel on a USB 2 link) still
+// delivers frames of the size it was opened at.
 std::size_t SnapBlockSize(const std::vector<int>& openSizes, std::size_t threadIndex, int width,
                           int height, int bytesPerPixel) {
     const std::size_t bpp = static_cast<std::size_t>(std::max(bytesPerPixel, 0));
@@ -193,14 +194,15 @@ int IShotSync::SnapSingleImageFromSpecifyCamera(const int& camOrder, unsigned ch
     height = 0;
     camera->GetResolution(width, height);
     const int bytesPerPixel = BytesPerPixelOf(camera);
-    unsigned char* block =
-        AllocateBlock(SnapBlockSize(m_cameraResolution, physical, width, height, bytesPerPixel));
+    const std::size_t blockBytes =
+        SnapBlockSize(m_cameraResolution, physical, width, height, bytesPerPixel);
+    unsigned char* block = AllocateBlock(blockBytes);
     // Copies the camera thread's most recent frame. The reset above made it forget its last
     // frame, so the copy waits (bounded) for the grab thread to snap the next one: copied at once,
     // the snap would fail whenever no frame happened to arrive between the reset and the copy.
     // Without a frame in time the camera thread prints "No Data" and the snap fails.
     camera->WaitForCurrentFrame(kSnapFrameWaitMs);
-    if (!camera->CopyCurrentFrame(block)) {
+    if (!camera->CopyCurrentFrame(block, blockBytes)) {
         std::free(block);
         RestoreAutoReconnect();
         return 3;
@@ -216,7 +218,7 @@ int IShotSync::SnapSingleImageFromSpecifyCamera(const int& camOrder, unsigned ch
         std::vector<int> widths;
         std::vector<int> heights;
         std::vector<int> planeChannels;
-        camera->SplitImage(block, planes, widths, heights, planeChannels);
+        camera->SplitImage(block, blockBytes, planes, widths, heights, planeChannels);
         int format = 1;
         camera->GetColorFormat(format);
         const std::size_t sub = word & 0x0fu;
@@ -268,10 +270,11 @@ int IShotSync::SnapSingleGroupImages(std::vector<unsigned char*>& images, std::v
         int height = 0;
         camera->GetResolution(width, height);
         const int bytesPerPixel = BytesPerPixelOf(camera);
-        unsigned char* block =
-            AllocateBlock(SnapBlockSize(m_cameraResolution, i, width, height, bytesPerPixel));
+        const std::size_t blockBytes =
+            SnapBlockSize(m_cameraResolution, i, width, height, bytesPerPixel);
+        unsigned char* block = AllocateBlock(blockBytes);
         unsigned char* target = block;  // SnapShot nulls its argument when it gets no data
-        if (block == nullptr || !camera->SnapShot(target)) {
+        if (block == nullptr || !camera->SnapShot(target, blockBytes)) {
             std::free(block);
             // The blocks appended so far are freed and the image, width and height lists
             // emptied; the channel list keeps what was appended (deliberate). Every block the
@@ -294,7 +297,7 @@ int IShotSync::SnapSingleGroupImages(std::vector<unsigned char*>& images, std::v
             std::vector<int> planeWidths;
             std::vector<int> planeHeights;
             std::vector<int> planeChannels;
-            camera->SplitImage(block, planes, planeWidths, planeHeights, planeChannels);
+            camera->SplitImage(block, blockBytes, planes, planeWidths, planeHeights, planeChannels);
             int format = 1;
             camera->GetColorFormat(format);
             for (std::size_t s = 0; s < planes.size(); ++s) {
@@ -356,10 +359,11 @@ int IShotSync::SnapRGBImageFromSpecifyCamera(const int& camOrder, unsigned char*
         EnableContinueTrigger(1, true);
         zeta::platform::sleepMs(static_cast<std::uint32_t>(settleMs));
 
-        unsigned char* block =
-            AllocateBlock(SnapBlockSize(m_cameraResolution, physical, width, height, tmpPixelSize));
+        const std::size_t blockBytes =
+            SnapBlockSize(m_cameraResolution, physical, width, height, tmpPixelSize);
+        unsigned char* block = AllocateBlock(blockBytes);
         unsigned char* target = block;
-        if (block == nullptr || !camera->SnapShot(target)) {
+        if (block == nullptr || !camera->SnapShot(target, blockBytes)) {
             LOG(INFO) << "SnapRGBImageFromSpecifyCamera SnapShot failed!\n";
             zeta::platform::consolePrintf("\nSnapRGBImageFromSpecifyCamera SnapShot failed!\n");
             std::free(block);
@@ -388,7 +392,7 @@ int IShotSync::SnapRGBImageFromSpecifyCamera(const int& camOrder, unsigned char*
             std::vector<int> widths;
             std::vector<int> heights;
             std::vector<int> planeChannels;
-            camera->SplitImage(block, planes, widths, heights, planeChannels);
+            camera->SplitImage(block, blockBytes, planes, widths, heights, planeChannels);
             const std::size_t sub = word & 0x0fu;
             if (sub < planes.size() && planes[sub] != nullptr) {
                 image = planes[sub];
@@ -418,10 +422,11 @@ int IShotSync::SnapRGBImageFromSpecifyCamera(const int& camOrder, unsigned char*
     bool ok = result != nullptr;
     for (int k = 0; ok && k < 3; ++k) {
         Project(9 + k);  // pattern codes 9, 10, 11: red, green, blue; no wait follows
-        unsigned char* shot =
-            AllocateBlock(SnapBlockSize(m_cameraResolution, physical, width, height, tmpPixelSize));
+        const std::size_t shotBytes =
+            SnapBlockSize(m_cameraResolution, physical, width, height, tmpPixelSize);
+        unsigned char* shot = AllocateBlock(shotBytes);
         unsigned char* target = shot;
-        if (shot == nullptr || !camera->SnapShot(target)) {
+        if (shot == nullptr || !camera->SnapShot(target, shotBytes)) {
             std::free(shot);
             ok = false;
             break;
@@ -434,7 +439,7 @@ int IShotSync::SnapRGBImageFromSpecifyCamera(const int& camOrder, unsigned char*
             std::vector<int> widths;
             std::vector<int> heights;
             std::vector<int> planeChannels;
-            camera->SplitImage(shot, planes, widths, heights, planeChannels);
+            camera->SplitImage(shot, shotBytes, planes, widths, heights, planeChannels);
             const std::size_t sub = word & 0x0fu;
             if (sub < planes.size() && planes[sub] != nullptr) {
                 // Source byte i for every pixel i of the result, bounded by the sub-image's
@@ -521,10 +526,11 @@ int IShotSync::SnapSingleGroupRGBImages(std::vector<unsigned char*>& images,
         int height = 0;
         member.camera->GetResolution(width, height);
         const int bytesPerPixel = BytesPerPixelOf(member.camera);
-        unsigned char* block = AllocateBlock(
-            SnapBlockSize(m_cameraResolution, member.threadIndex, width, height, bytesPerPixel));
+        const std::size_t blockBytes =
+            SnapBlockSize(m_cameraResolution, member.threadIndex, width, height, bytesPerPixel);
+        unsigned char* block = AllocateBlock(blockBytes);
         unsigned char* target = block;
-        if (block == nullptr || !member.camera->SnapShot(target)) {
+        if (block == nullptr || !member.camera->SnapShot(target, blockBytes)) {
             std::free(block);  // a failed snapshot leaves a null block in place
             continue;
         }
@@ -537,7 +543,8 @@ int IShotSync::SnapSingleGroupRGBImages(std::vector<unsigned char*>& images,
             std::vector<int> planeWidths;
             std::vector<int> planeHeights;
             std::vector<int> planeChannels;
-            member.camera->SplitImage(block, planes, planeWidths, planeHeights, planeChannels);
+            member.camera->SplitImage(block, blockBytes, planes, planeWidths, planeHeights,
+                                      planeChannels);
             for (std::size_t s = 0; s < planes.size(); ++s) {
                 store(member.position + s, planes[s], s < planeWidths.size() ? planeWidths[s] : 0,
                       s < planeHeights.size() ? planeHeights[s] : 0);
@@ -551,6 +558,7 @@ int IShotSync::SnapSingleGroupRGBImages(std::vector<unsigned char*>& images,
     EnableContinueTrigger(0, true);
     struct Shot {
         unsigned char* block = nullptr;
+        std::size_t bytes = 0;  // the block's size
         int width = 0;
         int height = 0;
         int bytesPerPixel = 0;
@@ -565,18 +573,19 @@ int IShotSync::SnapSingleGroupRGBImages(std::vector<unsigned char*>& images,
             camera->GetResolution(shot.width, shot.height);
             shot.bytesPerPixel = BytesPerPixelOf(camera);
             // The block is width x width x bytes per pixel (the first dimension twice, as the
-            // system sizes it), but at least width x height x bytes per pixel: the camera thread
-            // copies its whole frame into it, which for a camera taller than wide would write
-            // past a width x width block.
+            // system sizes it), but at least width x height x bytes per pixel: the composition
+            // reads width x height pixels back from it and a complex camera's split cuts the
+            // whole frame, which for a camera taller than wide would read past a width x width
+            // block.
             const std::size_t side = static_cast<std::size_t>(std::max(shot.width, 0));
             const std::size_t squared = side * side;
             const std::size_t frame =
                 SnapBlockSize(m_cameraResolution, mono[m].threadIndex, shot.width, shot.height, 1);
-            const std::size_t bytes = std::max(squared, frame) *
-                                      static_cast<std::size_t>(std::max(shot.bytesPerPixel, 0));
-            shot.block = AllocateBlock(bytes);
+            shot.bytes = std::max(squared, frame) *
+                         static_cast<std::size_t>(std::max(shot.bytesPerPixel, 0));
+            shot.block = AllocateBlock(shot.bytes);
             unsigned char* target = shot.block;
-            if (shot.block != nullptr && !camera->SnapShot(target)) {
+            if (shot.block != nullptr && !camera->SnapShot(target, shot.bytes)) {
                 std::free(shot.block);
                 shot.block = nullptr;  // this camera misses this pass
             }
@@ -622,7 +631,8 @@ int IShotSync::SnapSingleGroupRGBImages(std::vector<unsigned char*>& images,
                 std::vector<int> planeWidths;
                 std::vector<int> planeHeights;
                 std::vector<int> planeChannels;
-                camera->SplitImage(shot.block, planes, planeWidths, planeHeights, planeChannels);
+                camera->SplitImage(shot.block, shot.bytes, planes, planeWidths, planeHeights,
+                                   planeChannels);
                 for (std::size_t s = 0; s < planes.size(); ++s) {
                     if (planes[s] == nullptr) {
                         continue;

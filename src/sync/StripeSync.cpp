@@ -19,6 +19,7 @@
 #include <cstring>
 #include <span>
 
+#include "camera/FrameBytes.h"
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
 #include "platform/Sleep.h"
@@ -467,18 +468,19 @@ void CStripeSync::StripeFrameHandler(const void* const& pContext, const int& cam
             ? self->m_scanEvents[static_cast<std::size_t>(physical)].get()
             : nullptr;
 
+    // The frame as delivered: width x height at the camera's own channel count.
+    const std::size_t frameBytes = camera->FrameBytesOf(width, height);
     if (camera->GetCameraComplexInfo() < 2) {
-        const std::size_t size = static_cast<std::size_t>(width) *
-                                 static_cast<std::size_t>(height) *
-                                 static_cast<std::size_t>(channels);
+        const std::size_t size = FrameBytes::Of(width, height, channels);
         // Freed by ClearImageStore (next Scan or destruction).
         auto* block = static_cast<unsigned char*>(std::malloc(size));
         if (block) {
-            if (data) {
-                std::memcpy(block, data, size);
-            } else {
-                std::memset(block, 0, size);
-            }
+            // The frame code a frame is stored with never counts more bytes per pixel than the
+            // camera's format has; the copy is bounded by the frame all the same, and whatever
+            // the frame lacks is zeroed.
+            const std::size_t copied = data ? std::min(size, frameBytes) : 0;
+            if (copied > 0) std::memcpy(block, data, copied);
+            std::memset(block + copied, 0, size - copied);
             zeta::platform::CriticalSectionGuard imageGuard(self->m_csImage);
             self->m_storeCameraIndex.push_back(cameraID);
             self->m_storeImages.push_back(block);
@@ -498,7 +500,7 @@ void CStripeSync::StripeFrameHandler(const void* const& pContext, const int& cam
         std::vector<int> planeWidths;
         std::vector<int> planeHeights;
         std::vector<int> planeChannels;
-        camera->SplitImage(data, planes, planeWidths, planeHeights, planeChannels);
+        camera->SplitImage(data, frameBytes, planes, planeWidths, planeHeights, planeChannels);
         // Exactly two sub-images are kept. The camera index goes with each of them so that the
         // five lists stay parallel (one entry per block); GetScanImages reads the pairs by
         // position. A split that gave fewer than two planes stores nothing, so that the store

@@ -296,7 +296,7 @@ TEST_F(CameraParameterTest, SetCameraToInitializedStateEmptiesTheQueueAndForgets
     ASSERT_NO_FATAL_FAILURE(open(camera, "A1"));
     std::vector<unsigned char> buffer(64 * 48);
     unsigned char* target = buffer.data();
-    ASSERT_TRUE(camera.SnapShot(target));
+    ASSERT_TRUE(camera.SnapShot(target, buffer.size()));
     ASSERT_NE(camera.currentFrame(), nullptr);
     camera.setFrameSequence(7);
     LogCapture log;

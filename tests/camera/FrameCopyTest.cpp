@@ -22,7 +22,7 @@ TEST_F(FrameCopyTest, CopyWithoutAFramePrintsNoData) {
     std::vector<unsigned char> buffer(64 * 48, kSentinel);
     ConsoleCapture console;
 
-    EXPECT_FALSE(camera.CopyCurrentFrame(buffer.data()));
+    EXPECT_FALSE(camera.CopyCurrentFrame(buffer.data(), buffer.size()));
     EXPECT_EQ(console.text(), "No Data: 3072  0x0\n");
     EXPECT_EQ(buffer[0], kSentinel);
     EXPECT_EQ(camera.dataLockDepth(), 0);
@@ -34,7 +34,7 @@ TEST_F(FrameCopyTest, CopyOfAClosedCameraPrintsAnEmptyBuffer) {
     std::vector<unsigned char> buffer(16, kSentinel);
     ConsoleCapture console;
 
-    EXPECT_FALSE(camera.CopyCurrentFrame(buffer.data()));
+    EXPECT_FALSE(camera.CopyCurrentFrame(buffer.data(), buffer.size()));
     EXPECT_EQ(console.text(), "No Data: 0  0x0\n");
 }
 
@@ -44,10 +44,10 @@ TEST_F(FrameCopyTest, CopyIntoANullTargetPrintsTheFramesAddress) {
     ASSERT_NO_FATAL_FAILURE(openCameraThread(camera, "A1", 64, 48));
     std::vector<unsigned char> buffer(64 * 48);
     unsigned char* target = buffer.data();
-    ASSERT_TRUE(camera.SnapShot(target));
+    ASSERT_TRUE(camera.SnapShot(target, buffer.size()));
     ConsoleCapture console;
 
-    EXPECT_FALSE(camera.CopyCurrentFrame(nullptr));
+    EXPECT_FALSE(camera.CopyCurrentFrame(nullptr, buffer.size()));
     const auto address = reinterpret_cast<std::uintptr_t>(camera.currentFrame());
     ASSERT_NE(address, 0U);
     char expected[64];
@@ -68,11 +68,15 @@ TEST_F(FrameCopyTest, CopyTakesTheFrameTheCallbacksLastSaw) {
     camera.PauseThread();  // the current frame stays put while paused
 
     std::vector<unsigned char> buffer(kBytes + 16, kSentinel);
-    EXPECT_TRUE(camera.CopyCurrentFrame(buffer.data()));
+    EXPECT_TRUE(camera.CopyCurrentFrame(buffer.data(), kBytes + 8));
     const RecordedFrame last = recorder.last();
     EXPECT_TRUE(std::equal(last.bytes.begin(), last.bytes.end(), buffer.begin()));
-    EXPECT_EQ(buffer[5], 1);               // the rig position tag
-    EXPECT_EQ(buffer[kBytes], kSentinel);  // buffer-size bytes, no more
+    EXPECT_EQ(buffer[5], 1);  // the rig position tag
+    // Buffer-size bytes of image, not the stamp after it: the rest of the target is zeroed, and
+    // nothing past the size given is written.
+    EXPECT_EQ(buffer[kBytes], 0);
+    EXPECT_EQ(buffer[kBytes + 7], 0);
+    EXPECT_EQ(buffer[kBytes + 8], kSentinel);
     EXPECT_EQ(camera.dataLockDepth(), 0);
     camera.ResumeThread();
 }
@@ -97,12 +101,13 @@ TEST_F(FrameCopyTest, CameraServingSeveralLogicalCamerasIsCopiedAtItsLiveSize) {
     ASSERT_EQ(recorder.last().width, 32);
 
     std::vector<unsigned char> buffer(64 * 8, kSentinel);
-    EXPECT_TRUE(camera.CopyCurrentFrame(buffer.data()));
+    EXPECT_TRUE(camera.CopyCurrentFrame(buffer.data(), buffer.size()));
     const RecordedFrame last = recorder.last();
     EXPECT_TRUE(std::equal(last.bytes.begin(), last.bytes.end(), buffer.begin()));
     EXPECT_EQ(buffer[32 * 8 - 1], last.bytes.back());
-    EXPECT_EQ(buffer[32 * 8], kSentinel);
-    EXPECT_EQ(buffer[64 * 8 - 1], kSentinel);
+    // The frame's own size is copied; the rest of the target is zeroed.
+    EXPECT_EQ(buffer[32 * 8], 0);
+    EXPECT_EQ(buffer[64 * 8 - 1], 0);
     camera.ResumeThread();
     camera.StopThread();
     zetaCamera::ReleaseCamera(other);
@@ -115,10 +120,10 @@ TEST_F(FrameCopyTest, ComplexCameraOpenedAtZeroSizeHasNoBufferToCopy) {
     camera.SetCameraComplexInfo(2);
     std::vector<unsigned char> buffer(64 * 8);
     unsigned char* target = buffer.data();
-    camera.SnapShot(target);
+    camera.SnapShot(target, buffer.size());
     ConsoleCapture console;
 
-    EXPECT_FALSE(camera.CopyCurrentFrame(buffer.data()));
+    EXPECT_FALSE(camera.CopyCurrentFrame(buffer.data(), buffer.size()));
     EXPECT_EQ(console.text().rfind("No Data: 0  0x", 0), 0U);
 }
 
@@ -130,7 +135,7 @@ TEST_F(FrameCopyTest, SnapAndCopySnapsDirectlyAndKeepsTheFrameAsCurrent) {
     std::vector<unsigned char> buffer(kBytes + 8, kSentinel);
     unsigned char* target = buffer.data();
 
-    EXPECT_TRUE(camera.SnapShot(target));
+    EXPECT_TRUE(camera.SnapShot(target, kBytes));
     EXPECT_EQ(target, buffer.data());
     EXPECT_EQ(buffer[5], 1);
     EXPECT_EQ(buffer[kBytes], kSentinel);
@@ -138,7 +143,7 @@ TEST_F(FrameCopyTest, SnapAndCopySnapsDirectlyAndKeepsTheFrameAsCurrent) {
     EXPECT_EQ(camera.dataLockDepth(), 0);
 
     std::vector<unsigned char> copy(kBytes, 0);
-    EXPECT_TRUE(camera.CopyCurrentFrame(copy.data()));
+    EXPECT_TRUE(camera.CopyCurrentFrame(copy.data(), copy.size()));
     EXPECT_TRUE(std::equal(copy.begin(), copy.end(), buffer.begin()));
 }
 
@@ -150,7 +155,7 @@ TEST_F(FrameCopyTest, FailedSnapAndCopyClearsTheTarget) {
     unsigned char* target = buffer.data();
     zeta::sim::failNext("A1", "SnapShot", 1);
 
-    EXPECT_FALSE(camera.SnapShot(target));
+    EXPECT_FALSE(camera.SnapShot(target, buffer.size()));
     EXPECT_EQ(target, nullptr);
     EXPECT_EQ(buffer[0], kSentinel);
     EXPECT_EQ(camera.dataLockDepth(), 0);
@@ -161,7 +166,7 @@ TEST_F(FrameCopyTest, SnapAndCopyWithoutHandleClearsTheTarget) {
     ObservedCameraThread camera(nullptr);
     std::vector<unsigned char> buffer(16, kSentinel);
     unsigned char* target = buffer.data();
-    EXPECT_FALSE(camera.SnapShot(target));
+    EXPECT_FALSE(camera.SnapShot(target, buffer.size()));
     EXPECT_EQ(target, nullptr);
     EXPECT_TRUE(zeta::sim::journal().empty());
 }
@@ -182,14 +187,14 @@ TEST_P(SplitImageTest, FrameIsCutIntoOneMallocedPlanePerSensor) {
     ASSERT_NO_FATAL_FAILURE(openCameraThread(camera, "B2", 64, 8));
     std::vector<unsigned char> frame(static_cast<std::size_t>(64 * 8 * c.channels) + 8);
     unsigned char* target = frame.data();
-    ASSERT_TRUE(camera.SnapShot(target));
+    ASSERT_TRUE(camera.SnapShot(target, frame.size()));
     zeta::sim::clearJournal();
 
     std::vector<unsigned char*> planes;
     std::vector<int> widths;
     std::vector<int> heights;
     std::vector<int> channels;
-    EXPECT_TRUE(camera.SplitImage(frame.data(), planes, widths, heights, channels));
+    EXPECT_TRUE(camera.SplitImage(frame.data(), frame.size(), planes, widths, heights, channels));
 
     ASSERT_EQ(planes.size(), 2U);
     EXPECT_EQ(widths, (std::vector<int>{32, 32}));
@@ -214,13 +219,13 @@ TEST_F(FrameCopyTest, SplitOfASingleSensorFrameGivesOnePlaneAndAppends) {
     ASSERT_NO_FATAL_FAILURE(openCameraThread(camera, "A1", 64, 48));
     std::vector<unsigned char> frame(64 * 48 + 8);
     unsigned char* target = frame.data();
-    ASSERT_TRUE(camera.SnapShot(target));
+    ASSERT_TRUE(camera.SnapShot(target, frame.size()));
 
     std::vector<unsigned char*> planes{nullptr};
     std::vector<int> widths{-1};
     std::vector<int> heights{-1};
     std::vector<int> channels{-1};
-    EXPECT_TRUE(camera.SplitImage(frame.data(), planes, widths, heights, channels));
+    EXPECT_TRUE(camera.SplitImage(frame.data(), frame.size(), planes, widths, heights, channels));
     ASSERT_EQ(planes.size(), 2U);
     EXPECT_EQ(widths, (std::vector<int>{-1, 64}));
     EXPECT_EQ(heights, (std::vector<int>{-1, 48}));
@@ -234,7 +239,7 @@ TEST_F(FrameCopyTest, SplitWithoutFrameAppendsNothing) {
     ASSERT_NO_FATAL_FAILURE(openCameraThread(camera, "A1", 64, 48));
     std::vector<unsigned char*> planes;
     std::vector<int> widths, heights, channels;
-    EXPECT_FALSE(camera.SplitImage(nullptr, planes, widths, heights, channels));
+    EXPECT_FALSE(camera.SplitImage(nullptr, 0, planes, widths, heights, channels));
     EXPECT_TRUE(planes.empty());
     EXPECT_TRUE(channels.empty());
 }

@@ -551,6 +551,52 @@ TEST_F(IShotSyncCaptureTest, ColourGroupPlacesSubImagesAtConsecutivePositions) {
     EXPECT_EQ(triggers(), std::make_pair(false, true));
 }
 
+// ---- Frames smaller than the open size -------------------------------------------------------
+
+// A second synchroniser opens the same cameras smaller. A camera's size belongs to the camera, so
+// the first synchroniser's snaps get the smaller frames: each copy takes the frame as delivered
+// (a copy at the first one's open size would read past the frame).
+TEST_F(IShotSyncCaptureTest, RgbSnapsOfCamerasAnotherHandleMadeSmallerCopyTheSmallerFrames) {
+    useRig(rigWithCameras({cam("C1", 64, 48, 17), cam("M1", 64, 48, 1, 1, R"("fps":100)")}));
+    CSyncBProbe first;
+    ASSERT_EQ(connect(first, {"C1", "M1"}, {64, 64}, {48, 48}), 0);
+    CSyncBProbe second;
+    ASSERT_EQ(connect(second, {"C1", "M1"}, {32, 32}, {24, 24}), 0);
+
+    // The colour camera's own frame.
+    unsigned char* image = nullptr;
+    int width = 0;
+    int height = 0;
+    ASSERT_EQ(first.SnapRGBImageFromSpecifyCamera(0, image, width, height), 0);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(width, 32);
+    EXPECT_EQ(height, 24);
+    EXPECT_EQ(image[5], 0);  // C1's rig position
+    std::free(image);
+
+    // The mono camera's three shots: source byte i is result byte 3 x i + k.
+    image = nullptr;
+    ASSERT_EQ(first.SnapRGBImageFromSpecifyCamera(1, image, width, height), 0);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(width, 32);
+    EXPECT_EQ(height, 24);
+    for (int k = 0; k < 3; ++k) EXPECT_EQ(image[3 * 5 + k], 1) << k;  // M1's rig position
+    std::free(image);
+
+    std::vector<unsigned char*> images;
+    std::vector<int> widths;
+    std::vector<int> heights;
+    ASSERT_EQ(first.SnapSingleGroupRGBImages(images, widths, heights), 0);
+    ASSERT_EQ(images.size(), 2u);
+    EXPECT_EQ(widths, (std::vector<int>{32, 32}));
+    EXPECT_EQ(heights, (std::vector<int>{24, 24}));
+    ASSERT_NE(images[0], nullptr);
+    ASSERT_NE(images[1], nullptr);
+    EXPECT_EQ(images[0][5], 0);
+    EXPECT_EQ(images[1][3 * 5], 1);
+    for (auto* block : images) std::free(block);
+}
+
 // ---- Slot 61 --------------------------------------------------------------------------------
 
 TEST_F(IShotSyncCaptureTest, PrintFlagReachesEveryCameraAndTellsWhetherThereIsNone) {

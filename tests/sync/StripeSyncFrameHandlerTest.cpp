@@ -179,13 +179,32 @@ TEST_F(StripeSyncFrameHandlerTest, NullFrameIsStoredAsAZeroFilledBlock) {
 }
 
 TEST_F(StripeSyncFrameHandlerTest, TwoBytePixelsAreCopiedWhole) {
-    openMonoAndColour();
-    sync_.arm(2, 3);
+    // A camera of format 2 delivers two bytes a pixel, with frame code 2.
+    zeta::sim::test::useRig(
+        zeta::sim::test::rigWithCameras({R"({"serial":"W0","width":64,"height":48,"format":2})"}));
+    ASSERT_EQ(sync_.InitProjector("sim:board0"), 0);
+    zeta::test::CameraNames names{"W0"};
+    ASSERT_EQ(sync_.OpenCameras(names.get(), {kWidth}, {kHeight}), 0);
+    sync_.arm(1, 3);
     const auto frame = frameOf(9, kWidth * 2, kHeight);
     deliver(sync_, 0, frame.data(), kWidth, kHeight, 2);
     ASSERT_EQ(sync_.m_storeImages.size(), 1u);
     EXPECT_EQ(sync_.m_storeChannels[0], 2);
     EXPECT_TRUE(allBytesAre(sync_.m_storeImages[0], frame.size(), 9));
+}
+
+// The copy is bounded by the frame the camera delivers (width x height at the camera's own bytes
+// per pixel), whatever the frame code says: a code wider than the camera's pixels gets the frame
+// and zeros after it, and nothing is read past the frame.
+TEST_F(StripeSyncFrameHandlerTest, AFrameCodeWiderThanTheCamerasPixelsCopiesOnlyTheFrame) {
+    openMonoAndColour();
+    sync_.arm(2, 3);
+    const auto frame = frameOf(9);  // one byte a pixel, as camera M0 delivers
+    deliver(sync_, 0, frame.data(), kWidth, kHeight, 2);
+    ASSERT_EQ(sync_.m_storeImages.size(), 1u);
+    EXPECT_EQ(sync_.m_storeChannels[0], 2);
+    EXPECT_TRUE(allBytesAre(sync_.m_storeImages[0], frame.size(), 9));
+    EXPECT_TRUE(allBytesAre(sync_.m_storeImages[0] + frame.size(), frame.size(), 0));
 }
 
 TEST_F(StripeSyncFrameHandlerTest, ComplexCameraDropsItsFirstFrameAndStoresPairs) {
