@@ -249,7 +249,8 @@ ZETAVOROSYNC_API RETSTATUS EnterFixScanFreeProjectMode(void* const& handle);
 // --- Cameras (index = position in the serial list given to ConnectDevice) ----------------
 
 ZETAVOROSYNC_API RETSTATUS GetConnectCameraCount(void* const& handle, int& count);
-// Exposure in milliseconds.
+// Exposure in milliseconds; sent to the camera in whole microseconds, which must fit a 32-bit
+// integer (NaN, infinities and larger values give RET_PARAMETER_ERROR, sending nothing).
 ZETAVOROSYNC_API RETSTATUS SetCameraExposure(void* const& handle, const int& cameraIndex,
                                              const double& exposureMs);
 ZETAVOROSYNC_API RETSTATUS GetCameraExposure(void* const& handle, const int& cameraIndex,

@@ -6,9 +6,11 @@
 // board calls. The display frame handler runs on the grab threads and takes only m_csCallBack.
 #include <glog/logging.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -47,6 +49,21 @@ bool IsColorCode(int code) {
 // A caller's camera number must name an entry of the channel words (else status 1).
 bool OutOfRange(int camOrder, const std::vector<std::uint32_t>& channelWords) {
     return camOrder < 0 || camOrder >= static_cast<int>(channelWords.size());
+}
+
+// Milliseconds to the camera's whole microseconds, truncated. The camera library takes a long,
+// which is 32 bits wide on Windows, and the slot keeps the microseconds in an int: a value that
+// does not fit both on every platform (and NaN or an infinity, which fit nothing) has no
+// conversion, so that the same exposure is refused on every platform. Converting such a value
+// would be undefined; the slot refuses it as a bad argument instead.
+bool ExposureMicroseconds(double exposureMs, long& exposureUs) {
+    const double scaled = std::trunc(exposureMs * 1000.0);
+    if (!std::isfinite(scaled) || scaled < static_cast<double>(std::numeric_limits<int>::min()) ||
+        scaled > static_cast<double>(std::numeric_limits<int>::max())) {
+        return false;
+    }
+    exposureUs = static_cast<long>(scaled);
+    return true;
 }
 
 }  // namespace
@@ -370,7 +387,12 @@ int IShotSync::SetCameraExposureTime(const int& camOrder, const double& exposure
         if (IsColorCode(color) && !m_firstSetTextureExposure.load()) {
             return 0;
         }
-        const long exposureUs = static_cast<long>(exposureMs * 1000.0);
+        // Refused before anything reaches the camera; a colour camera's first setting is still
+        // to come.
+        long exposureUs = 0;
+        if (!ExposureMicroseconds(exposureMs, exposureUs)) {
+            return 1;
+        }
         camera.SetExposureTime(exposureUs);
         if (IsColorCode(color)) {
             m_firstSetTextureExposure = false;
@@ -381,6 +403,7 @@ int IShotSync::SetCameraExposureTime(const int& camOrder, const double& exposure
         while (static_cast<int>(m_textureExposure.size()) <= index) {
             m_textureExposure.push_back(5);
         }
+        // Fits an int, as its microseconds do.
         m_textureExposure[index] = static_cast<int>(exposureMs);
         return 0;
     });

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <string>
 #include <utility>
@@ -52,6 +53,22 @@ TEST_F(ApiCamera, Exposure) {
     zeta::sim::CameraStats stats;
     ASSERT_TRUE(zeta::sim::cameraStats("ZV0002", stats));
     EXPECT_EQ(stats.exposureUs, 5000);
+}
+
+// An exposure that has no microseconds the camera can take is refused; the camera keeps its
+// exposure and hears nothing of it.
+TEST_F(ApiCamera, ExposureThatIsNotANumberOrOutOfRangeIsAParameterError) {
+    ASSERT_EQ(SetCameraExposure(handle(), 1, 5.0), RET_OPERATE_SUCCESS);
+    const auto mark = journalMark();
+    for (double ms :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(),
+          -std::numeric_limits<double>::infinity(), 1e300, 3e9}) {
+        EXPECT_EQ(SetCameraExposure(handle(), 1, ms), RET_PARAMETER_ERROR) << ms;
+    }
+    EXPECT_TRUE(trafficSince(mark).empty());
+    double exposure = 0.0;
+    EXPECT_EQ(GetCameraExposure(handle(), 1, exposure), RET_OPERATE_SUCCESS);
+    EXPECT_DOUBLE_EQ(exposure, 5.0);
 }
 
 TEST_F(ApiCamera, Gain) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -102,6 +103,47 @@ TEST_F(IShotSyncParameterTest, OnlyTheFirstExposureOfAColourCameraTakesEffect) {
     EXPECT_TRUE(
         log.contains("IShotSync::SetCameraExposureTime color=3m_firstSetTextureExposure=0"
                      "camOrder=1camCount=5exposureTime=30"));
+}
+
+// An exposure whose microseconds the camera cannot take (NaN, an infinity, or past what a
+// 32-bit long holds, the camera library's long on Windows and the int the slot stores) is a bad
+// argument: nothing is sent to the camera and nothing stored.
+TEST_F(IShotSyncParameterTest, AnExposureWithoutMicrosecondsTheCameraCanTakeIsRefused) {
+    ASSERT_EQ(sync_.SetCameraExposureTime(kMono, 12.5), 0);
+    zeta::sim::clearJournal();
+    const double refused[] = {std::numeric_limits<double>::quiet_NaN(),
+                              std::numeric_limits<double>::infinity(),
+                              -std::numeric_limits<double>::infinity(),
+                              1e300,
+                              -1e300,
+                              2147483.649,   // just past 2^31 - 1 microseconds
+                              -2147483.650,  // just past -2^31
+                              3e9};          // fits a 64-bit long, not a 32-bit one
+    for (double ms : refused) {
+        EXPECT_EQ(sync_.SetCameraExposureTime(kMono, ms), 1) << ms;
+    }
+    EXPECT_TRUE(recordsOf("SetExposureTime").empty());
+    EXPECT_EQ(parameterTraffic(), 0u);
+    EXPECT_EQ(sync_.m_cameraExposure[kMono], 12500);
+    EXPECT_EQ(sync_.m_textureExposure, (std::vector<int>{12}));
+
+    // Values close to the limits are sent (the camera judges them).
+    EXPECT_EQ(sync_.SetCameraExposureTime(kMono, 2147483.5), 0);
+    EXPECT_EQ(sync_.SetCameraExposureTime(kMono, -2147483.5), 0);
+    EXPECT_EQ(argsOf("SetExposureTime", "M1"),
+              (std::vector<std::string>{"[2147483500]", "[-2147483500]"}));
+    EXPECT_EQ(sync_.m_cameraExposure[kMono], -2147483500);
+    EXPECT_EQ(sync_.m_textureExposure, (std::vector<int>{-2147483}));
+}
+
+// A refused exposure is not a colour camera's first one: the next good value still takes effect.
+TEST_F(IShotSyncParameterTest, ARefusedExposureLeavesAColourCamerasFirstSettingToCome) {
+    EXPECT_EQ(sync_.SetCameraExposureTime(kRgb, std::numeric_limits<double>::quiet_NaN()), 1);
+    EXPECT_TRUE(sync_.m_firstSetTextureExposure);
+    EXPECT_TRUE(recordsOf("SetExposureTime").empty());
+    EXPECT_EQ(sync_.SetCameraExposureTime(kRgb, 20.0), 0);
+    EXPECT_EQ(argsOf("SetExposureTime", "C1"), (std::vector<std::string>{"[20000]"}));
+    EXPECT_FALSE(sync_.m_firstSetTextureExposure);
 }
 
 TEST_F(IShotSyncParameterTest, OnlyTheFirstGainOfAColourCameraTakesEffect) {
