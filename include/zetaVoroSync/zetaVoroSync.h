@@ -346,6 +346,8 @@ ZETAVOROSYNC_API RETSTATUS SetStrobeLightingTime(void* const& handle, const int&
 // Writes a firmware image (or a splash image, for a path ending in ".SPLASH") into the board,
 // reporting progress on the caller's thread. Takes several seconds, during which the handle's
 // board, camera and snap calls wait (the progress callback runs with the handle's main lock held).
+// Only a regular file of known size, at most 64 MiB, is sent; anything else fails like a file
+// that cannot be opened.
 ZETAVOROSYNC_API RETSTATUS UpdateFirewareImageData(void* const& handle, const wchar_t* path,
                                                    int imageType,
                                                    UpdateProgressCallBack progressCallBack,

@@ -6,10 +6,13 @@
 // projection, status poll or snap can interleave with it.
 #include <glog/logging.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "platform/CriticalSectionGuard.h"
 #include "platform/Sleep.h"
@@ -18,6 +21,12 @@
 #include "zetaVoroDLPdev.h"
 
 namespace {
+
+// Largest image file accepted. A splash image for the projector's panel is well under a megabyte
+// and a firmware image a few megabytes; 64 MiB leaves ample room for both while keeping the
+// transfer bounded: it makes one board call per 11 bytes of the file, all under the main lock,
+// so even this limit means some six million calls.
+constexpr std::uintmax_t kMaxImageFileBytes = 64u * 1024u * 1024u;
 
 // The wide path as UTF-8 for fopen. wchar_t holds UTF-32 code points here (UTF-16 units where it
 // is 16 bits wide; surrogate pairs are joined then).
@@ -47,6 +56,33 @@ std::string narrowPath(const wchar_t* path) {
         }
     }
     return out;
+}
+
+// True when `path` names a regular file of at most kMaxImageFileBytes, whose size is then in
+// `size`. The transfer's progress is a share of the size, and the transfer must end: a file
+// whose end is not known beforehand (a directory, a device such as /dev/zero, a FIFO) is
+// refused. Such a file is never opened either: opening a FIFO waits for a writer.
+bool IsBoundedRegularFile(const std::string& utf8Path, std::uintmax_t& size) {
+    try {
+        const std::filesystem::path path(std::u8string(utf8Path.begin(), utf8Path.end()));
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(path, error) || error) return false;
+        size = std::filesystem::file_size(path, error);
+        return !error && size <= kMaxImageFileBytes;
+    } catch (...) {
+        return false;  // a path the file system cannot represent names no file
+    }
+}
+
+// True when the open `file` holds exactly `size` bytes. A file can report a size of 0 and still
+// have content (the kernel's files under /proc): its share of the size is undefined, so it is
+// refused like a file whose size is not known. Leaves the position at the start.
+bool HoldsExactly(std::FILE* file, std::uintmax_t size) {
+    if (std::fseek(file, 0, SEEK_END) != 0) return false;
+    const long end = std::ftell(file);
+    bool exact = end >= 0 && static_cast<std::uintmax_t>(end) == size;
+    if (exact) exact = std::fgetc(file) == EOF;
+    return std::fseek(file, 0, SEEK_SET) == 0 && exact;
 }
 
 // Reads one line-oriented chunk into `buffer`: at most `maxBytes` bytes, ending after a 0x0A
@@ -85,8 +121,17 @@ int IShotSync::UpdateFirewareImageData(const wchar_t* path, int /*imageType*/,
         return -1;
     }
     // The system opened the wide path directly; here it is converted to UTF-8 for fopen. A null
-    // path names no file and fails like a file that cannot be opened.
-    std::FILE* file = path != nullptr ? std::fopen(narrowPath(path).c_str(), "rb") : nullptr;
+    // path names no file and fails like a file that cannot be opened; so does any file but a
+    // regular one of known, bounded size.
+    const std::string utf8Path = path != nullptr ? narrowPath(path) : std::string();
+    std::uintmax_t knownSize = 0;
+    std::FILE* file = path != nullptr && IsBoundedRegularFile(utf8Path, knownSize)
+                          ? std::fopen(utf8Path.c_str(), "rb")
+                          : nullptr;
+    if (file != nullptr && !HoldsExactly(file, knownSize)) {
+        std::fclose(file);
+        file = nullptr;
+    }
     if (file == nullptr) {
         LOG(INFO) << "UpdateFirewareImageData failed ";
         return -1;
@@ -123,7 +168,11 @@ int IShotSync::UpdateFirewareImageData(const wchar_t* path, int /*imageType*/,
     unsigned char buffer[12] = {};
     for (;;) {
         const long before = std::ftell(file);
-        if (!readLineChunk(file, buffer, 11)) break;
+        // Only the bytes measured above are sent, so the transfer ends and every share below
+        // divides by a length of at least one byte, even should the file grow meanwhile.
+        if (before < 0 || before >= nFileLen) break;
+        const int maxBytes = static_cast<int>(std::min<long>(11, nFileLen - before));
+        if (!readLineChunk(file, buffer, maxBytes)) break;
         const long after = std::ftell(file);
         int nLen = static_cast<int>(after - before);
         double percentage = 10000.0 * static_cast<double>(after) / static_cast<double>(nFileLen);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -160,6 +161,22 @@ TEST_F(ApiMisc, UpdateFirewareImageDataOfAMissingFileFails) {
         RET_OPERATE_FAILED);
     EXPECT_TRUE(log.contains("UpdateFirewareImageData retVal=-1"));
     EXPECT_TRUE(recordsSince(mark_, "zetaE7StartWriteImage").empty());
+}
+
+// A folder is no image file: refused like a file that cannot be opened, before the board is
+// asked to take an image.
+TEST_F(ApiMisc, UpdateFirewareImageDataOfAFolderFails) {
+    ScratchDirectory scratch;
+    const auto folder = scratch.path() / "logo.SPLASH";
+    ASSERT_TRUE(std::filesystem::create_directory(folder));
+    LogCapture log;
+    Progress progress;
+    EXPECT_EQ(UpdateFirewareImageData(handle(), folder.wstring().c_str(), 1, &progressCallBack,
+                                      &progress),
+              RET_OPERATE_FAILED);
+    EXPECT_TRUE(log.contains("UpdateFirewareImageData retVal=-1"));
+    EXPECT_TRUE(progress.values.empty());
+    EXPECT_TRUE(trafficSince(mark_, "board").empty());
 }
 
 TEST_F(ApiMisc, UpdateFirewareImageDataArgumentChecks) {

@@ -54,16 +54,39 @@ protected:
         for (const auto& file : files_) std::filesystem::remove(file);
     }
 
-    // Writes `content` into a fresh file named `name` and returns its path as a wide string.
-    std::wstring writeFile(const std::string& name, const std::string& content) {
+    // A path of this test's own under the temporary folder, removed at the end of the test.
+    std::filesystem::path scratchPath(const std::string& name) {
         const std::filesystem::path path =
             std::filesystem::temp_directory_path() /
             ("zeta_synca_" + std::to_string(::getpid()) + "_" + name);
+        files_.push_back(path);
+        return path;
+    }
+
+    // Writes `content` into a fresh file named `name` and returns its path as a wide string.
+    std::wstring writeFile(const std::string& name, const std::string& content) {
+        const std::filesystem::path path = scratchPath(name);
         std::ofstream out(path, std::ios::binary);
         out.write(content.data(), static_cast<std::streamsize>(content.size()));
         out.close();
-        files_.push_back(path);
         return path.wstring();
+    }
+
+    // A file that is not sent is refused as a file that cannot be opened is: -1 at once (no
+    // preparation wait), nothing reported, nothing sent to the board, the main lock left.
+    void expectRefused(const std::wstring& image) {
+        LogCapture log;
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(
+            sync_.UpdateFirewareImageData(image.c_str(), 1, ProgressRecorder::callBack, &progress_),
+            -1);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 2000ms);
+        EXPECT_EQ(log.count("UpdateFirewareImageData failed "), 1);
+        EXPECT_FALSE(log.contains("nFileLen="));
+        EXPECT_TRUE(progress_.get().empty());
+        EXPECT_TRUE(zeta::sim::journal().empty());
+        EXPECT_EQ(zeta::sim::imageStore().chunks.size(), 0u);
+        EXPECT_FALSE(sync_.m_csProjector.isHeldByCurrentThread());
     }
 
     std::vector<std::string> writeArgs() {
@@ -231,6 +254,38 @@ TEST_F(IShotSyncFirmwareTest, AFailedChunkStillClosesTheWriteAndReports10000Then
     EXPECT_EQ(progress_.get(), (std::vector<int>{0, 6110, 10000}));
     EXPECT_TRUE(log.contains("UpdateFirewareImageData bUpdateNormal=0"));
     EXPECT_FALSE(sync_.m_csProjector.isHeldByCurrentThread());
+}
+
+// Only a regular file whose size is known and bounded is sent: the progress is a share of that
+// size, and the transfer, all of it under the main lock, must end.
+TEST_F(IShotSyncFirmwareTest, AFolderIsRefused) {
+    const std::filesystem::path folder = scratchPath("folder.SPLASH");
+    ASSERT_TRUE(std::filesystem::create_directory(folder));
+    expectRefused(folder.wstring());
+}
+
+// 64 MiB is the limit: a splash or firmware image is a small fraction of it, and a larger file
+// would keep the board busy with millions of 12-byte writes.
+TEST_F(IShotSyncFirmwareTest, AFileLargerThan64MiBIsRefused) {
+    const std::wstring image = writeFile("huge.SPLASH", "");
+    std::filesystem::resize_file(files_.back(), 64u * 1024u * 1024u + 1u);  // sparse: no data
+    expectRefused(image);
+}
+
+// A device that never ends would hold the main lock for ever.
+TEST_F(IShotSyncFirmwareTest, ADeviceThatNeverEndsIsRefused) {
+    const std::filesystem::path zero("/dev/zero");
+    if (!std::filesystem::exists(zero)) GTEST_SKIP() << "no /dev/zero here";
+    expectRefused(zero.wstring());
+}
+
+// The kernel's files report a size of 0 and have content: the share of the file sent would be a
+// division by that size.
+TEST_F(IShotSyncFirmwareTest, AFileWhoseSizeReadsZeroButHasContentIsRefused) {
+    const std::filesystem::path status("/proc/self/status");
+    if (!std::filesystem::exists(status)) GTEST_SKIP() << "no /proc here";
+    ASSERT_EQ(std::filesystem::file_size(status), 0u);
+    expectRefused(status.wstring());
 }
 
 }  // namespace
