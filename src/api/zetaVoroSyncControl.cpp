@@ -293,11 +293,11 @@ std::string formatPath(const char* format, int a, int b = 0) {
 // Bytes per pixel of an image the RGB snaps hand out for logical camera `index`. They are three
 // bytes a pixel, except for a raw colour camera (one byte a pixel): the group snap stores its
 // block as the camera delivers it, and the single snap keeps a multi-sensor raw camera's
-// sub-image as it is (the whole frame is then wider than the image). The diagnostics below read
+// sub-image as it is. The diagnostics below read
 // and write width x height x 3 bytes of an image; for those blocks that would run past their end,
 // so they use the block's own size instead (nearest safe thing). Without an answer from the
 // camera the smaller size is assumed.
-int snapBytesPerPixel(IShotSync* sync, int index, int imageWidth, bool groupSnap) {
+int snapBytesPerPixel(IShotSync* sync, int index, bool groupSnap) {
     bool color = false;
     if (sync->IsCameraColor(index, color) != 0) return 1;
     if (!color) return 3;
@@ -305,10 +305,11 @@ int snapBytesPerPixel(IShotSync* sync, int index, int imageWidth, bool groupSnap
     if (sync->GetSpecifyCameraChannelNum(index, channels) != 0) return 1;
     if (channels != 1) return 3;
     if (groupSnap) return 1;
-    int frameWidth = 0;
-    int frameHeight = 0;
-    if (sync->GetCameraResolution(index, frameWidth, frameHeight) != 0) return 1;
-    return frameWidth > imageWidth ? 1 : 3;
+    // A raw colour camera's single image is widened to three bytes a pixel, a sub-image of a
+    // camera that serves several logical cameras is handed out as it is. (Telling them apart by
+    // comparing the image's width with the camera's would take a single-sensor camera named twice
+    // in a row for a whole frame and read three times its sub-image.)
+    return sync->IsComplexCamera(index) ? 1 : 3;
 }
 
 // Dumps the first image of an RGB group into "RGBImage_%d.bmp" (the next number of the process
@@ -319,7 +320,7 @@ void dumpFirstGroupImage(IShotSync* sync, const std::vector<unsigned char*>& ima
     const int width = widths[0];
     const int height = heights[0];
     if (images[0] == nullptr || width <= 0 || height <= 0) return;
-    const int bytesPerPixel = snapBytesPerPixel(sync, 0, width, true);
+    const int bytesPerPixel = snapBytesPerPixel(sync, 0, true);
     const std::size_t bytes = static_cast<std::size_t>(width) * height * bytesPerPixel;
     std::vector<unsigned char> copy(images[0], images[0] + bytes);
     const int number = g_rgbGroupFileCounter.fetch_add(1);
@@ -1381,7 +1382,7 @@ RETSTATUS SnapRGBImageFromSpecifyCamera(void* const& handle, const int& cameraIn
             }
             std::uint64_t totalRGB[3] = {0, 0, 0};
             const int bytesPerPixel =
-                shot != nullptr ? snapBytesPerPixel(sync, cameraIndex, width, false) : 3;
+                shot != nullptr ? snapBytesPerPixel(sync, cameraIndex, false) : 3;
             if (shot != nullptr && width > 0 && height > 0) {
                 const std::size_t pixels = static_cast<std::size_t>(width) * height;
                 const std::size_t stride = static_cast<std::size_t>(bytesPerPixel);

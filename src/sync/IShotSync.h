@@ -203,6 +203,10 @@ public:
     bool IsShutdownRequested() const { return m_bShutdownRequested.load(); }
 
     int GetSyncType() const { return m_syncType; }
+    // True when the camera of `camOrder` serves several logical cameras: its frames are split and
+    // a still image of it is one sensor's image as the camera delivers it (one byte a pixel for a
+    // raw colour camera). False for an unknown camera. Locks: m_csProjector.
+    bool IsComplexCamera(int camOrder);
     // Ends every camera thread's grab loop (threads resumed first, cameras left open). Locks:
     // m_csProjector, then each camera thread's pause lock.
     void StopCameraThreads();
@@ -252,6 +256,10 @@ protected:
     int WithCamera(int camOrder, Body body) {
         return WithCamera(camOrder, body, [] {});
     }
+    // Camera threads, and sensors of one camera, that a channel word can number (four bits each).
+    static constexpr int kMaxChannelRun = 16;
+    // True when every run of equal serials and the number of runs fit the channel words.
+    static bool FitsTheChannelWords(const std::vector<char*>& serials);
     // Channel words of a serial list (bits 0-3 repeat number, 4-7 thread index, 8+ position).
     static std::vector<std::uint32_t> ComputeChannelWords(const std::vector<char*>& serials,
                                                           std::vector<std::string>& runSerials);

@@ -98,6 +98,24 @@ std::vector<std::uint32_t> IShotSync::ComputeChannelWords(const std::vector<char
     return words;
 }
 
+bool IShotSync::FitsTheChannelWords(const std::vector<char*>& serials) {
+    int runs = 0;
+    int runLength = 0;
+    for (std::size_t i = 0; i < serials.size(); ++i) {
+        const char* serial = serials[i] != nullptr ? serials[i] : "";
+        const char* previous =
+            i == 0 ? nullptr : (serials[i - 1] != nullptr ? serials[i - 1] : "");
+        if (previous == nullptr || std::strcmp(serial, previous) != 0) {
+            ++runs;
+            runLength = 1;
+        } else {
+            ++runLength;
+        }
+        if (runs > kMaxChannelRun || runLength > kMaxChannelRun) return false;
+    }
+    return true;
+}
+
 int IShotSync::ThreadIndexOf(int camOrder) const {
     if (camOrder < 0 || camOrder >= static_cast<int>(m_cameraChannels.size())) {
         return -1;
@@ -117,6 +135,12 @@ CPhysicalCameraThread* IShotSync::CameraOf(int camOrder) const {
         return nullptr;
     }
     return m_cameras[index];
+}
+
+bool IShotSync::IsComplexCamera(int camOrder) {
+    CriticalSectionGuard cameraLock(m_csProjector);
+    const CPhysicalCameraThread* camera = CameraOf(camOrder);
+    return camera != nullptr && camera->GetCameraComplexInfo() >= 2;
 }
 
 int IShotSync::PixelTypeOf(CPhysicalCameraThread* camera) {
@@ -149,6 +173,15 @@ int IShotSync::OpenCameras(const std::vector<char*>& serials, const std::vector<
     const int tmpSerialCount = static_cast<int>(serials.size());
     LOG(INFO) << "IShotSync::OpenCameras tmpSerialCount=" << tmpSerialCount;
     if (tmpSerialCount < 1 || widths.size() != serials.size() || heights.size() != widths.size()) {
+        return 1;
+    }
+    if (!FitsTheChannelWords(serials)) {
+        // A channel word has four bits for the thread and four for the repeat: a seventeenth
+        // camera thread (or sensor of one camera) would be taken for another, its frames stored
+        // under another's number and the scans would wait for frames that never come. Refused
+        // before anything is opened (nearest safe thing).
+        LOG(INFO) << "IShotSync::OpenCameras refused: more than " << kMaxChannelRun
+                  << " camera threads or sensors of one camera";
         return 1;
     }
 

@@ -279,6 +279,26 @@ TEST(ApiConnect, VectorsOfUnequalSizesAreRefusedBeforeAnythingIsCreated) {
     EXPECT_FALSE(log.contains("Enter InitProjector"));
 }
 
+// Found by the fuzzer: seventeen camera threads cannot be numbered by the channel words (their
+// frames would be taken for another camera's and every scan would wait for them in vain).
+TEST(ApiConnect, SeventeenCameraThreadsAreAParameterErrorAndNoCameraIsOpened) {
+    useRig(monoRig(17));
+    std::vector<std::string> serials;
+    for (int i = 1; i <= 17; ++i) serials.push_back("ZV000" + std::to_string(i));
+    CameraNames names(serials);
+    const std::vector<int> widths(17, kWidth);
+    const std::vector<int> heights(17, kHeight);
+    LogCapture log;
+    const auto mark = journalMark();
+    void* handle = nullptr;
+    EXPECT_EQ(ConnectDevice("STRIPE", kBoardPath, names.get(), widths, heights, handle),
+              RET_PARAMETER_ERROR);
+    EXPECT_EQ(handle, nullptr);
+    EXPECT_TRUE(recordsSince(mark, "CreateCamera").empty());
+    EXPECT_EQ(recordsSince(mark, "zetaExitHidDev").size(), 1u);
+    EXPECT_TRUE(log.contains("IShotSync::OpenCameras refused: more than 16 camera threads"));
+}
+
 // A null camera name is printed as "(null)" and refused before anything is created: the camera
 // library would otherwise receive a null serial.
 TEST(ApiConnect, NullCameraNameIsRefusedBeforeAnythingIsCreated) {

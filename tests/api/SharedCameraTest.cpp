@@ -66,10 +66,11 @@ TEST(ApiSharedCameras, SnapsOfTheFirstHandleCopyTheSmallerFramesASecondHandleAsk
     std::free(image);
 
     // The device number is one for the process: the first disconnect resets it, so the second
-    // only nulls its handle, and its object is destroyed here.
+    // does not destroy its object, but closes its cameras.
     EXPECT_EQ(first.disconnect(), RET_OPERATE_SUCCESS);
     EXPECT_EQ(second.disconnect(), RET_OPERATE_SUCCESS);
-    destroyConnected(secondObject);
+    int count = 0;
+    EXPECT_EQ(GetConnectCameraCount(secondObject, count), RET_HANDLE_NULL);
 }
 
 }  // namespace

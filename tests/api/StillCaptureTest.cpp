@@ -268,6 +268,27 @@ TEST_F(ApiStill, SnapRGBImageOfAMultiSensorRawCameraKeepsToTheSubImagesSize) {
     std::free(image);
 }
 
+// Found by the fuzzer: a raw colour camera with one sensor named twice in a row is opened as a
+// camera serving two logical cameras, so its image is handed out as the camera delivers it, as
+// wide as the whole frame but one byte a pixel. The sums and the diagnostic file keep to that.
+TEST_F(ApiStill, SnapRGBImageOfASingleSensorRawCameraNamedTwiceKeepsToItsOwnSize) {
+    useRig(zeta::sim::test::rigWithCameras({cameraJson("ZV0001", 16)}));
+    connection_ = std::make_unique<Connection>(std::vector<std::string>{"ZV0001", "ZV0001"},
+                                               std::vector<int>{64, 64}, std::vector<int>{48, 48});
+    ASSERT_EQ(connection_->status(), RET_OPERATE_SUCCESS);
+    mark_ = journalMark();
+    ScratchDirectory scratch;
+    std::filesystem::create_directory("RGB");
+    unsigned char* image = nullptr;
+    int width = 0, height = 0;
+    const RETSTATUS status = SnapRGBImageFromSpecifyCamera(handle(), 0, image, width, height);
+    EXPECT_TRUE(status == RET_OPERATE_SUCCESS || status == RET_OPERATE_FAILED) << status;
+    for (const auto& write : recordsSince(mark_, "zetaWriteImage", "image")) {
+        EXPECT_NE(write.args.find(",1]"), std::string::npos) << write.args;
+    }
+    std::free(image);
+}
+
 // ---- SnapSingleGroupRGBImages -----------------------------------------------------------------
 
 int fileNumberOf(const std::string& args) {

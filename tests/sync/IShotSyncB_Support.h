@@ -32,6 +32,7 @@ public:
     using IShotSync::BytesPerPixelOf;
     using IShotSync::CameraOf;
     using IShotSync::ComputeChannelWords;
+    using IShotSync::FitsTheChannelWords;
     using IShotSync::FrameTimeStamp;
     using IShotSync::m_allCameraMask;
     using IShotSync::m_arrivedCameraMask;

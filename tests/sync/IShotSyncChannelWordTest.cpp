@@ -90,3 +90,35 @@ TEST(IShotSyncChannelWordTest, FrameTimeStampIsReadAfterTheImageAtAnyAlignment) 
 }
 
 }  // namespace
+
+namespace {
+
+bool fits(const std::vector<std::string>& serials) {
+    zeta::test::CameraNames names(serials);
+    return CSyncBProbe::FitsTheChannelWords(names.get());
+}
+
+// Four bits number the threads and four the sensors of one camera: sixteen of each fit.
+TEST(IShotSyncChannelWordTest, SixteenThreadsAndSixteenSensorsFitTheWords) {
+    std::vector<std::string> threads;
+    for (int i = 0; i < 16; ++i) threads.push_back("S" + std::to_string(i));
+    EXPECT_TRUE(fits(threads));
+    threads.push_back("S16");
+    EXPECT_FALSE(fits(threads));
+    // A serial that comes back later opens another thread.
+    std::vector<std::string> alternating;
+    for (int i = 0; i < 17; ++i) alternating.push_back(i % 2 == 0 ? "A" : "B");
+    EXPECT_FALSE(fits(alternating));
+    EXPECT_TRUE(fits(std::vector<std::string>(16, "A")));
+    EXPECT_FALSE(fits(std::vector<std::string>(17, "A")));
+}
+
+TEST(IShotSyncChannelWordTest, OpenCamerasRefusesWhatTheWordsCannotNumberBeforeOpening) {
+    CSyncBProbe sync;
+    zeta::test::CameraNames names(std::vector<std::string>(17, "A"));
+    const std::vector<int> sizes(17, 64);
+    EXPECT_EQ(sync.OpenCameras(names.get(), sizes, sizes), 1);
+    EXPECT_TRUE(sync.m_cameras.empty());
+}
+
+}  // namespace
