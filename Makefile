@@ -1,5 +1,6 @@
 # The project's commands. Each one installs what is missing, configures, builds and runs.
-.PHONY: all deps demo test tsan bench build-default build-asan build-tsan clean
+.PHONY: all deps demo test tsan bench fuzz fuzz-smoke build-default build-asan build-tsan build-fuzz \
+	clean
 
 all: build-default
 
@@ -18,12 +19,28 @@ build-tsan: deps
 	cmake --preset tsan
 	cmake --build --preset tsan
 
+# Only the fuzz target and what it links (clang, ASan + UBSan, libFuzzer).
+build-fuzz: deps
+	cmake --preset fuzz
+	cmake --build --preset fuzz
+
+FUZZER := build/fuzz/bin/zeta_api_fuzzer
+
 demo: build-default
 	./build/default/bin/zetavoro scan --out out
 
 test: build-default build-asan
 	ctest --preset default
 	ctest --preset asan
+	$(MAKE) fuzz-smoke
+
+# 60 s of fuzzing with a fixed seed on a scratch copy of the seed corpus; fails on any finding.
+fuzz-smoke: build-fuzz
+	bash tests/fuzz/run-fuzzer.sh smoke $(FUZZER)
+
+# Ten minutes of fuzzing; findings in build/fuzz/findings/ (see tests/fuzz/README.md).
+fuzz: build-fuzz
+	bash tests/fuzz/run-fuzzer.sh long $(FUZZER) 600
 
 tsan: build-tsan
 	ctest --preset tsan

@@ -11,6 +11,9 @@ packages=(
   nlohmann-json3-dev
   libstb-dev
   libcli11-dev
+  # The fuzz preset: clang 14 with its sanitizer and libFuzzer runtimes; llvm's symbolizer turns
+  # the addresses of a finding's stack into file and line.
+  clang libclang-rt-14-dev llvm
 )
 
 missing=()
