@@ -29,6 +29,8 @@
 //   cannot deliver; before a colour snap, which sleeps one trigger period and pulse width twice,
 //   it sets short ones again. At most kMaxScans scans, kMaxSnaps snaps and one firmware transfer
 //   (5 s of preparation on the board) run per input.
+// - Defects it has found that are being fixed, and that nearly every input would reach, are
+//   steered around until the fix lands (KnownFindings).
 //
 // Checks (ProgramReport violations): every status is one of RETSTATUS's values; a handle that is
 // null, stale or foreign is refused as the public header says; arguments the exported functions
@@ -108,8 +110,9 @@ private:
         int cameraCount = 0;     // entries of the serial list it was connected with
         std::vector<std::string> serials;
         bool camerasClosed = false;  // CloseDeviceCamera (or a failed reconnection) since
-        // A camera the stripe scan waits for listens to a route the scan does not pulse: a 16-bit
-        // colour camera (the scan counts it as mono) switched to triggered mode.
+        // The stripe scan would wait for frames that cannot come: a 16-bit colour camera (the scan
+        // counts it as mono) switched to triggered mode listens to a route the scan does not
+        // pulse; or a known finding (more than sixteen camera threads).
         bool scanMayStall = false;
         int scanRate = 100;        // the stripe mode's period before any SetScanParameter
         bool timingDirty = false;  // mono trigger period or pulse width may be long

@@ -8,6 +8,7 @@
 #include "CallText.h"
 #include "CallbackProbe.h"
 #include "EdgeValues.h"
+#include "KnownFindings.h"
 #include "zetaVoroSim/SimControl.h"
 
 namespace zeta::fuzz {
@@ -181,6 +182,15 @@ void ApiProgram::connect(ByteReader& in) {
         live_.handle = handle;
         live_.cameraCount = static_cast<int>(count);
         live_.serials = storage;
+        // A run of equal serials is one camera thread.
+        int runs = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            if (i == 0 || storage[i] != storage[i - 1]) ++runs;
+        }
+        if (runs > 16 && KnownFindings::avoided(KnownFindings::kMoreThanSixteenCameraThreads)) {
+            report_.call("(scans refused at once: known finding kMoreThanSixteenCameraThreads)");
+            live_.scanMayStall = true;
+        }
         return;
     } else {
         report_.expect(count > 0 || status == RET_PARAMETER_ERROR,

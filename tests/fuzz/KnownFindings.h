@@ -18,6 +18,11 @@ public:
         // synchroniser converts it to integer microseconds and milliseconds unchecked (undefined
         // behaviour, src/sync/IShotSyncCameras.cpp, IShotSync::SetCameraExposureTime).
         kExposureOutOfRange,
+        // ConnectDevice accepts more than sixteen runs of serials (camera threads), but the thread
+        // number has four bits in the channel word: the threads past sixteen deliver their scan
+        // frames under the numbers of the first ones, and every stripe scan waits its whole 20 s
+        // and fails (src/sync/IShotSyncCameras.cpp OpenCameras, src/sync/StripeSync.cpp).
+        kMoreThanSixteenCameraThreads,
         kCount
     };
 
