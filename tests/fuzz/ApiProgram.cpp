@@ -124,6 +124,9 @@ void ApiProgram::run(const std::uint8_t* data, std::size_t size) {
                 case kWait:
                     wait(in);
                     break;
+                case kFault:
+                    fault(in);
+                    break;
                 default:
                     break;
             }

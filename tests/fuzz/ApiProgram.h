@@ -31,6 +31,10 @@
 //   (5 s of preparation on the board) run per input.
 // - Defects it has found that are being fixed, and that nearly every input would reach, are
 //   steered around until the fix lands (KnownFindings).
+// - Between calls it injects faults through the virtual scanner's control API (failing device
+//   operations, unplugged devices, lost frames, status error bits). After a camera fault every
+//   scan gets the period of 0 (cameras that may not deliver); after a board fault a good board
+//   path may still leave an object alive, and counts against kAbandonBudget.
 //
 // Checks (ProgramReport violations): every status is one of RETSTATUS's values; a handle that is
 // null, stale or foreign is refused as the public header says; arguments the exported functions
@@ -60,6 +64,8 @@ public:
     static constexpr int kMaxScans = 4;
     static constexpr int kMaxSnaps = 6;
     static constexpr int kMaxTransfers = 1;
+    // ReconnectDevice after a board fault may wait 6 s for a board restart.
+    static constexpr int kMaxFaultyReconnects = 2;
     static constexpr int kAbandonBudget = 12;
     static constexpr int kHandleVariables = 4;
 
@@ -90,6 +96,7 @@ public:
         kSnapGroupRgb,
         kFirmwareUpdate,
         kWait,
+        kFault,
         kOperationCount
     };
 
@@ -172,6 +179,11 @@ private:
     void snapGroupRgb(ByteReader& in);
     void firmwareUpdate(ByteReader& in);
     void wait(ByteReader& in);
+
+    // ---- faults of the virtual scanner (ApiProgramFault.cpp) ----
+    void fault(ByteReader& in);
+    // "board", a camera of the rig, or (withLibraries) "camera" or "image".
+    std::string faultDevice(ByteReader& in, bool withLibraries);
     // Frees the images a snap appended after the caller's `kept` entries and checks the lists.
     void reclaimImages(std::vector<unsigned char*>& images, const std::vector<int>& widths,
                        const std::vector<int>& heights, std::size_t kept, const std::string& call);
@@ -188,6 +200,11 @@ private:
     int scans_ = 0;
     int snaps_ = 0;
     int transfers_ = 0;
+    int faultyReconnects_ = 0;
+    // Faults injected into the board or a camera since the program began: the rig is loaded again
+    // only by the next program, so they outlast connections.
+    bool boardFaults_ = false;
+    bool cameraFaults_ = false;
 };
 
 }  // namespace zeta::fuzz

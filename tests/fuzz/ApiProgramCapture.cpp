@@ -75,9 +75,10 @@ void ApiProgram::scanParameter(ByteReader& in) {
 }
 
 bool ApiProgram::boundScan(void* const& handle) {
-    // Cameras that cannot deliver would make the scan wait 20 s for them: a period of 0 makes the
-    // board refuse the scan, and Scan returns at once having done everything else.
-    const bool stalls = live_.camerasClosed || live_.scanMayStall;
+    // Cameras that cannot deliver (closed, faulty, or listening to another route) would make the
+    // scan wait 20 s for them: a period of 0 makes the board refuse the scan, and Scan returns at
+    // once having done everything else.
+    const bool stalls = live_.camerasClosed || live_.scanMayStall || cameraFaults_;
     if (stalls ? live_.scanRate == 0 : live_.scanRate >= 0 && live_.scanRate <= kLongestScanMs) {
         return true;
     }

@@ -14,7 +14,7 @@ import sys
 (CONNECT, DISCONNECT, COPY_HANDLE, RECONNECT, CLOSE_CAMERAS, AUTO_RECONNECT, FIRMWARE_VERSION,
  CAMERA_QUERY, STATUS_TEXT, ROUTE_SETTER, ROUTE_GETTER, PROJECTOR, MISC, CAMERA_SETTER,
  CAMERA_GETTER, CALLBACK, SCAN_PARAMETER, SCAN, SCAN_IMAGES, SNAP_SINGLE, SNAP_RGB, SNAP_GROUP,
- SNAP_GROUP_RGB, FIRMWARE_UPDATE, WAIT) = range(25)
+ SNAP_GROUP_RGB, FIRMWARE_UPDATE, WAIT, FAULT) = range(26)
 
 # Indices into EdgeValues' table of ints.
 INTS = [0, 1, -1, 2, 3, 4, 5, 10, 15, 16, 100, 512, 576, 640, 704, 1024, 1280, 10000, 10001,
@@ -32,6 +32,17 @@ GOOD_PATH = 0
 # Picks of 208 and above choose a path the board refuses: 210 null, 211 "", 212 "sim:board1".
 BAD_PATHS = {"null": 210, "": 211, "sim:board1": 212}
 FOREIGN = 4  # the fifth handle operand
+
+# Fault operations (ApiProgramFault.cpp): fail the next calls of a device operation, unplug,
+# replug, frame faults, status bytes, clear.
+BOARD_OPS = ["zetaInitHidDev", "zetaStartOrStopVideoTrigger", "zetaSetVideoTriggerPeriod",
+             "zetaSetTriggerPulseWidth", "zetaSetTriggerPolarity",
+             "zetaQueryMonoCameraVideoTriggerParameter", "zetaQueryMonoCameraTriggerParameter",
+             "zetaOutputSingleTrigger", "zetaProject", "zetaOpenOrCloseStrobe",
+             "zetaOpenOrCloseStrobeFlicker", "zetaSetProjectorBrightnessPercent",
+             "zetaQueryProjectorBrightnessPercent", "zetaScan", "zetaSetStripeScanParameter"]
+CAMERA_OPS = ["CreateCamera", "GetDeviceTotal", "OpenCamera", "CloseCamera", "StartCamera",
+              "SnapShot"]
 
 
 def any_int(value):
@@ -59,6 +70,12 @@ def connect(target, cameras, mode=STRIPE, path=GOOD_PATH, sizes=None, shape=0):
         else:
             out += [200] + any_int(sizes[i][0]) + any_int(sizes[i][1])
     return out + [shape]
+
+
+def fail_next(device, operation, times_pick=0, skip=0):
+    """device: 0 the board, 1.. the rig's cameras."""
+    names = BOARD_OPS if device == 0 else CAMERA_OPS
+    return [FAULT, 0, device, names.index(operation), times_pick, skip]
 
 
 def op(code, *args):
@@ -142,6 +159,17 @@ SEEDS = {
         [0, 0] + connect(0, [0, 1], shape=224) + connect(0, [0, 1], shape=225) +
         connect(0, [0, 1], shape=228) + connect(0, [0, 208]) + connect(0, [0, 1, 0, 1, 0]) +
         op(CAMERA_GETTER, 0, 3, 5, 0) + scan_parameter(0, 2) + scan(0) + op(DISCONNECT, 0),
+    "faults-between-calls":
+        [0, 0] + connect(0, [0, 1]) + fail_next(0, "zetaScan") + scan_parameter(0, 2) + scan(0) +
+        op(CALLBACK, 0, 6, 0, 0) + op(FAULT, 4, 0, 0, 0xC0, 1) + op(WAIT, 30) +
+        op(FAULT, 1, 1) + op(SNAP_SINGLE, 0, 0, 0) + scan(0) + op(FAULT, 2, 1) +
+        op(FAULT, 3, 1, 0, 0, 0) + fail_next(1, "SnapShot", 1, 1) + op(SNAP_GROUP, 0, 4, 1) +
+        op(FAULT, 5) + op(RECONNECT, 0) + op(DISCONNECT, 0),
+    "board-unplugged":
+        [1, 0] + connect(0, [0, 1]) + op(FAULT, 1, 0) + op(PROJECTOR, 0, 0, 4) +
+        op(ROUTE_SETTER, 0, 0, 0, 5) + op(SNAP_RGB, 0, 1, 0) + op(FIRMWARE_VERSION, 0, 0, 0) +
+        op(FAULT, 2, 0) + op(RECONNECT, 0) + op(DISCONNECT, 0) + connect(0, [0]) +
+        op(DISCONNECT, 0),
     "board-that-cannot-be-opened":
         [0, 0] + connect(0, [0], path=BAD_PATHS["sim:board1"]) +
         connect(0, [0], path=BAD_PATHS["null"]) + op(FIRMWARE_VERSION, 0, 0, 212) +
