@@ -48,7 +48,7 @@ void ApiProgram::run(const std::uint8_t* data, std::size_t size) {
         report_.violation("the rig does not load: " + rigError);
     } else {
         for (int calls = 0; calls < kMaxCalls && !in.exhausted(); ++calls) {
-            switch (in.byte() % kOperationCount) {
+            switch (in.byte() % kOperationSpace) {
                 case kConnect:
                     connect(in);
                     break;
@@ -128,6 +128,7 @@ void ApiProgram::run(const std::uint8_t* data, std::size_t size) {
                     fault(in);
                     break;
                 default:
+                    // A number without an operation yet.
                     break;
             }
         }
@@ -191,7 +192,7 @@ void ApiProgram::expectRefused(const void* handle, RETSTATUS status, const std::
 
 RETSTATUS ApiProgram::record(const std::string& call, RETSTATUS status) {
     const int value = static_cast<int>(status);
-    report_.call(call + " -> " + CallText::of(value));
+    report_.end(call, CallText::of(value));
     report_.expect(value >= RET_OPERATE_FAILED && value <= RET_OPERATE_SUCCESS,
                    call + " returned " + CallText::of(value) + ", which is no RETSTATUS");
     return status;

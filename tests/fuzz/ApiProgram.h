@@ -1,9 +1,11 @@
 // ApiProgram: one fuzz input run as a short program of exported calls on a small rig.
 //
 // The input is read as: one byte choosing the rig (FuzzRig), one byte of set-up flags, then up to
-// kMaxCalls operations, each an operation byte followed by the bytes of its arguments (see
-// Operation below; the numbers are part of the saved corpus and regression inputs, so new
-// operations are added at the end). Arguments come from the edges of their types (EdgeValues).
+// kMaxCalls operations, each an operation byte followed by the bytes of its arguments. Arguments
+// come from the edges of their types (EdgeValues). The operation is the byte modulo
+// kOperationSpace; a number without an operation yet does nothing. The numbers are part of the
+// saved corpus and regression inputs: a new operation takes the next free number, so every saved
+// input keeps its meaning.
 //
 // Handles live in four variables h0..h3 that operations connect into, copy, disconnect and pass
 // to calls, plus a fifth, foreign pointer the library never handed out; so every call sees null,
@@ -69,7 +71,7 @@ public:
     static constexpr int kAbandonBudget = 12;
     static constexpr int kHandleVariables = 4;
 
-    // Operation bytes (taken modulo kOperationCount).
+    // Operation numbers (the operation byte modulo kOperationSpace).
     enum Operation : std::uint8_t {
         kConnect = 0,
         kDisconnect,
@@ -97,8 +99,10 @@ public:
         kFirmwareUpdate,
         kWait,
         kFault,
-        kOperationCount
+        kOperationCount  // the first free number
     };
+    static constexpr int kOperationSpace = 32;
+    static_assert(kOperationCount <= kOperationSpace, "no room left for another operation");
 
     // Set-up flags (second byte).
     static constexpr std::uint8_t kFlagRgbFolder = 0x01;  // make ./RGB for the colour snaps' files
@@ -133,7 +137,13 @@ private:
     bool isLive(const void* handle) const { return handle != nullptr && handle == live_.handle; }
     // Checks a call through a handle the library must refuse with RET_HANDLE_NULL.
     void expectRefused(const void* handle, zetaVoroSync::RETSTATUS status, const std::string& call);
-    // Records one call and checks that its status is a RETSTATUS value.
+    // Makes one exported call (`make` returns its status): traced before it runs, recorded with
+    // its status after, and the status checked to be a RETSTATUS value.
+    template <typename Make>
+    zetaVoroSync::RETSTATUS invoke(const std::string& call, Make&& make) {
+        report_.begin(call);
+        return record(call, make());
+    }
     zetaVoroSync::RETSTATUS record(const std::string& call, zetaVoroSync::RETSTATUS status);
     void skip(const std::string& call, const std::string& why);
     bool takeAbandonBudget();
@@ -175,6 +185,9 @@ private:
     void scanImages(ByteReader& in);
     void snapSingle(ByteReader& in);
     void snapRgb(ByteReader& in);
+    // Whether logical camera `index` of the live connection is a one-sensor raw colour camera
+    // named twice or more in a row.
+    bool isRawCameraNamedTwice(int index) const;
     void snapGroup(ByteReader& in);
     void snapGroupRgb(ByteReader& in);
     void firmwareUpdate(ByteReader& in);

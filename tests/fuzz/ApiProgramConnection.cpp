@@ -166,7 +166,7 @@ void ApiProgram::connect(ByteReader& in) {
     void*& handle = handles_[target];
     void* const before = handle;
     const RETSTATUS status =
-        record(call, ConnectDevice(mode, path, names, widths, heights, handle));
+        invoke(call, [&] { return ConnectDevice(mode, path, names, widths, heights, handle); });
     if (!createsObject) {
         const RETSTATUS expected = (mode == nullptr || !sizesAgree || anyNull)
                                        ? RET_PARAMETER_ERROR
@@ -224,7 +224,7 @@ void ApiProgram::disconnect(ByteReader& in) {
         return;
     }
     const bool wasNull = handle == nullptr;
-    const RETSTATUS status = record(call, DisConnectDevice(handle));
+    const RETSTATUS status = invoke(call, [&] { return DisConnectDevice(handle); });
     report_.expect(status == (wasNull ? RET_HANDLE_NULL : RET_OPERATE_SUCCESS),
                    call + " returned " + CallText::of(static_cast<int>(status)));
     report_.expect(handle == nullptr, call + " did not null the handle");
@@ -233,7 +233,7 @@ void ApiProgram::disconnect(ByteReader& in) {
 void ApiProgram::destroyLive(void*& handle, const std::string& name) {
     void* const address = handle;
     const std::string call = "DisConnectDevice(" + name + ")";
-    const RETSTATUS status = record(call, DisConnectDevice(handle));
+    const RETSTATUS status = invoke(call, [&] { return DisConnectDevice(handle); });
     report_.expect(status == RET_OPERATE_SUCCESS,
                    call + " returned " + CallText::of(static_cast<int>(status)));
     report_.expect(handle == nullptr, call + " did not null the handle");
@@ -241,8 +241,8 @@ void ApiProgram::destroyLive(void*& handle, const std::string& name) {
     // A copy of the destroyed handle must be refused from now on.
     void* copy = address;
     int count = -1;
-    const RETSTATUS probe = record("GetConnectCameraCount(copy of the destroyed handle)",
-                                   GetConnectCameraCount(copy, count));
+    const RETSTATUS probe = invoke("GetConnectCameraCount(copy of the destroyed handle)",
+                                   [&] { return GetConnectCameraCount(copy, count); });
     report_.expect(probe == RET_HANDLE_NULL,
                    "a copy of a handle DisConnectDevice destroyed is still accepted (" +
                        CallText::of(static_cast<int>(probe)) + ")");
@@ -280,7 +280,7 @@ void ApiProgram::reconnect(ByteReader& in) {
         }
         ++faultyReconnects_;
     }
-    const RETSTATUS status = record(call, ReconnectDevice(handle));
+    const RETSTATUS status = invoke(call, [&] { return ReconnectDevice(handle); });
     expectRefused(handle, status, call);
     if (isLive(handle)) live_.camerasClosed = status != RET_OPERATE_SUCCESS;
 }
@@ -289,7 +289,7 @@ void ApiProgram::closeCameras(ByteReader& in) {
     const std::size_t operand = handleOperand(in);
     void* const& handle = handleRef(operand);
     const std::string call = "CloseDeviceCamera(" + handleName(operand) + ")";
-    const RETSTATUS status = record(call, CloseDeviceCamera(handle));
+    const RETSTATUS status = invoke(call, [&] { return CloseDeviceCamera(handle); });
     expectRefused(handle, status, call);
     if (isLive(handle)) {
         report_.expect(status == RET_OPERATE_SUCCESS,
@@ -312,8 +312,8 @@ void ApiProgram::autoReconnect(ByteReader& in) {
     const std::string call = "EnableAutoReconnect(" + handleName(operand) + ", " +
                              CallText::of(enable) + ", " + CallText::of(watchProjector) + ", " +
                              CallText::list(shown) + ")";
-    const RETSTATUS status =
-        record(call, EnableAutoReconnect(handle, enable, watchProjector, watchCameras));
+    const RETSTATUS status = invoke(
+        call, [&] { return EnableAutoReconnect(handle, enable, watchProjector, watchCameras); });
     expectRefused(handle, status, call);
     if (isLive(handle)) {
         report_.expect(status == RET_OPERATE_SUCCESS,
@@ -335,7 +335,8 @@ void ApiProgram::firmwareVersion(ByteReader& in) {
         return;
     }
     std::string version = "not a version";
-    const RETSTATUS status = record(call, GetFirewareVersion(handle, mode, path, version));
+    const RETSTATUS status =
+        invoke(call, [&] { return GetFirewareVersion(handle, mode, path, version); });
     const std::string got = call + " returned " + CallText::of(static_cast<int>(status));
     if (handle != nullptr) {
         expectRefused(handle, status, call);
@@ -370,8 +371,9 @@ void ApiProgram::cameraQuery(ByteReader& in) {
             int cameraCount = -7;
             const std::string call = "GetCamerasInformation(" + CallText::quoted(type) +
                                      ", lists of " + std::to_string(kept) + ")";
-            const RETSTATUS status = record(
-                call, GetCamerasInformation(type, serials, widths, heights, flags, cameraCount));
+            const RETSTATUS status = invoke(call, [&] {
+                return GetCamerasInformation(type, serials, widths, heights, flags, cameraCount);
+            });
             report_.expect(status == RET_OPERATE_SUCCESS,
                            call + " returned " + CallText::of(static_cast<int>(status)));
             const std::size_t added = serials.size() - kept;
@@ -397,7 +399,7 @@ void ApiProgram::cameraQuery(ByteReader& in) {
             const char* type = cameraTypeOperand(in);
             int count = -7;
             const std::string call = "GetCameraCount(" + CallText::quoted(type) + ")";
-            const RETSTATUS status = record(call, GetCameraCount(type, count));
+            const RETSTATUS status = invoke(call, [&] { return GetCameraCount(type, count); });
             report_.expect(status == RET_OPERATE_SUCCESS,
                            call + " returned " + CallText::of(static_cast<int>(status)));
             const bool typeOfRig = type != nullptr && std::strcmp(type, "ZV") == 0;
@@ -413,7 +415,7 @@ void ApiProgram::cameraQuery(ByteReader& in) {
                                           : others[pick % (sizeof others / sizeof others[0])];
             bool onU3 = false;
             const std::string call = "IsConnectedOnU3(" + CallText::quoted(name) + ")";
-            const RETSTATUS status = record(call, IsConnectedOnU3(name, onU3));
+            const RETSTATUS status = invoke(call, [&] { return IsConnectedOnU3(name, onU3); });
             if (name == nullptr || std::strncmp(name, "ZV", 2) != 0) {
                 report_.expect(status == RET_OPERATION_UNSUPPORTED,
                                call + " returned " + CallText::of(static_cast<int>(status)));
@@ -430,8 +432,9 @@ void ApiProgram::statusText(ByteReader& in) {
     const std::string call = "GetStatusDescriptionString(" +
                              CallText::of(static_cast<int>(status)) + ", " +
                              (wantText ? "placeholder" : "null") + ")";
+    report_.begin(call);
     GetStatusDescriptionString(status, text);
-    report_.call(call);
+    report_.end(call, "done");
     if (!wantText) {
         report_.expect(text == nullptr, call + " wrote a null text pointer");
         return;

@@ -65,7 +65,7 @@ void ApiProgram::routeSetter(ByteReader& in) {
         case 0: {
             const int period = timingOperand(in);
             call = "SetVideoTriggerPeriod(" + h + ", " + r + ", " + CallText::of(period) + ")";
-            status = record(call, SetVideoTriggerPeriod(handle, route, period));
+            status = invoke(call, [&] { return SetVideoTriggerPeriod(handle, route, period); });
             if (status == RET_OPERATE_SUCCESS && route != CONTROLROUTE_COLOR &&
                 isLongTiming(period)) {
                 live_.timingDirty = true;
@@ -75,7 +75,7 @@ void ApiProgram::routeSetter(ByteReader& in) {
         case 1: {
             const int width = timingOperand(in);
             call = "SetTriggerPulseWidth(" + h + ", " + r + ", " + CallText::of(width) + ")";
-            status = record(call, SetTriggerPulseWidth(handle, route, width));
+            status = invoke(call, [&] { return SetTriggerPulseWidth(handle, route, width); });
             if (status == RET_OPERATE_SUCCESS && route != CONTROLROUTE_COLOR &&
                 isLongTiming(width)) {
                 live_.timingDirty = true;
@@ -86,29 +86,29 @@ void ApiProgram::routeSetter(ByteReader& in) {
             const auto polarity = static_cast<TRIGGERPOLARITY>(EdgeValues::enumValue(in, 2));
             call = "SetTriggerPolarity(" + h + ", " + r + ", " +
                    CallText::of(static_cast<int>(polarity)) + ")";
-            status = record(call, SetTriggerPolarity(handle, route, polarity));
+            status = invoke(call, [&] { return SetTriggerPolarity(handle, route, polarity); });
             break;
         }
         case 3: {
             const bool enable = in.flag();
             call = "EnableVideoTrigger(" + h + ", " + r + ", " + CallText::of(enable) + ")";
-            status = record(call, EnableVideoTrigger(handle, route, enable));
+            status = invoke(call, [&] { return EnableVideoTrigger(handle, route, enable); });
             break;
         }
         case 4:
             call = "PushSingleTrigger(" + h + ", " + r + ")";
-            status = record(call, PushSingleTrigger(handle, route));
+            status = invoke(call, [&] { return PushSingleTrigger(handle, route); });
             break;
         case 5: {
             const bool on = in.flag();
             call = "PowerStrobeUp(" + h + ", " + r + ", " + CallText::of(on) + ")";
-            status = record(call, PowerStrobeUp(handle, route, on));
+            status = invoke(call, [&] { return PowerStrobeUp(handle, route, on); });
             break;
         }
         default: {
             const bool on = in.flag();
             call = "SetStrobeControlledByTrigger(" + h + ", " + r + ", " + CallText::of(on) + ")";
-            status = record(call, SetStrobeControlledByTrigger(handle, route, on));
+            status = invoke(call, [&] { return SetStrobeControlledByTrigger(handle, route, on); });
             break;
         }
     }
@@ -127,19 +127,19 @@ void ApiProgram::routeGetter(ByteReader& in) {
         case 0: {
             int period = -7;
             call = "GetVideoTriggerPeriod(" + h + ", " + r + ")";
-            status = record(call, GetVideoTriggerPeriod(handle, route, period));
+            status = invoke(call, [&] { return GetVideoTriggerPeriod(handle, route, period); });
             break;
         }
         case 1: {
             int width = -7;
             call = "GetTriggerPulseWidth(" + h + ", " + r + ")";
-            status = record(call, GetTriggerPulseWidth(handle, route, width));
+            status = invoke(call, [&] { return GetTriggerPulseWidth(handle, route, width); });
             break;
         }
         default: {
             TRIGGERPOLARITY polarity = static_cast<TRIGGERPOLARITY>(-7);
             call = "GetTriggerPolarity(" + h + ", " + r + ")";
-            status = record(call, GetTriggerPolarity(handle, route, polarity));
+            status = invoke(call, [&] { return GetTriggerPolarity(handle, route, polarity); });
             if (status == RET_OPERATE_SUCCESS) {
                 report_.expect(
                     polarity == TRIGGERPOLARITY_LOW || polarity == TRIGGERPOLARITY_HIGH,
@@ -165,7 +165,7 @@ void ApiProgram::projector(ByteReader& in) {
         case 0: {
             const auto type = static_cast<PROJECTTYPES>(EdgeValues::enumValue(in, 13));
             call = "Project(" + h + ", " + CallText::of(static_cast<int>(type)) + ")";
-            status = record(call, Project(handle, type));
+            status = invoke(call, [&] { return Project(handle, type); });
             if (isLive(handle) && (type < 0 || type > 12)) {
                 report_.expect(status == RET_OPERATION_UNSUPPORTED,
                                call + " of a pattern outside 0..12 returned " + statusOf(status));
@@ -175,25 +175,25 @@ void ApiProgram::projector(ByteReader& in) {
         case 1: {
             const auto state = static_cast<DISTANCESTATUS>(EdgeValues::enumValue(in, 4));
             call = "SetDistanceIndicate(" + h + ", " + CallText::of(static_cast<int>(state)) + ")";
-            status = record(call, SetDistanceIndicate(handle, state));
+            status = invoke(call, [&] { return SetDistanceIndicate(handle, state); });
             break;
         }
         case 2: {
             const bool on = in.flag();
             call = "EnableZoomFunction(" + h + ", " + CallText::of(on) + ")";
-            status = record(call, EnableZoomFunction(handle, on));
+            status = invoke(call, [&] { return EnableZoomFunction(handle, on); });
             break;
         }
         case 3: {
             const int percent = EdgeValues::anyInt(in);
             call = "SetProjectorBrightness(" + h + ", " + CallText::of(percent) + ")";
-            status = record(call, SetProjectorBrightness(handle, percent));
+            status = invoke(call, [&] { return SetProjectorBrightness(handle, percent); });
             break;
         }
         case 4: {
             int percent = -7;
             call = "GetProjectorBrightness(" + h + ")";
-            status = record(call, GetProjectorBrightness(handle, percent));
+            status = invoke(call, [&] { return GetProjectorBrightness(handle, percent); });
             if (status == RET_OPERATE_SUCCESS) {
                 report_.expect(percent >= 0 && percent <= 100,
                                call + " gave " + CallText::of(percent) + " per cent");
@@ -205,20 +205,20 @@ void ApiProgram::projector(ByteReader& in) {
             const bool laser = in.flag();
             call = "EnableIRProjectorAndLaser(" + h + ", " + CallText::of(ir) + ", " +
                    CallText::of(laser) + ")";
-            status = record(call, EnableIRProjectorAndLaser(handle, ir, laser));
+            status = invoke(call, [&] { return EnableIRProjectorAndLaser(handle, ir, laser); });
             break;
         }
         case 6:
             call = "ResetColorModule(" + h + ")";
-            status = record(call, ResetColorModule(handle));
+            status = invoke(call, [&] { return ResetColorModule(handle); });
             break;
         case 7:
             call = "EnterFixScanFastMode(" + h + ")";
-            status = record(call, EnterFixScanFastMode(handle));
+            status = invoke(call, [&] { return EnterFixScanFastMode(handle); });
             break;
         default:
             call = "EnterFixScanFreeProjectMode(" + h + ")";
-            status = record(call, EnterFixScanFreeProjectMode(handle));
+            status = invoke(call, [&] { return EnterFixScanFreeProjectMode(handle); });
             break;
     }
     expectRefused(handle, status, call);
@@ -235,18 +235,18 @@ void ApiProgram::misc(ByteReader& in) {
         case 0: {
             const int route = EdgeValues::anyInt(in);
             call = "ResetCameraTimeStamp(" + h + ", " + CallText::of(route) + ")";
-            status = record(call, ResetCameraTimeStamp(handle, route));
+            status = invoke(call, [&] { return ResetCameraTimeStamp(handle, route); });
             break;
         }
         case 1:
             call = "ResetCameraTimeStamp(" + h + ")";
-            status = record(call, ResetCameraTimeStamp(handle));
+            status = invoke(call, [&] { return ResetCameraTimeStamp(handle); });
             break;
         case 2: {
             const auto type = static_cast<TIMESTAMP_TYPE>(EdgeValues::enumValue(in, 2));
             call =
                 "SpecifiedTimeStampType(" + h + ", " + CallText::of(static_cast<int>(type)) + ")";
-            status = record(call, SpecifiedTimeStampType(handle, type));
+            status = invoke(call, [&] { return SpecifiedTimeStampType(handle, type); });
             break;
         }
         case 3: {
@@ -261,7 +261,7 @@ void ApiProgram::misc(ByteReader& in) {
             }
             call = "ResetVideoWidthHeight(" + h + ", " + CallText::of(width) + ", " +
                    CallText::of(height) + ")";
-            status = record(call, ResetVideoWidthHeight(handle, width, height));
+            status = invoke(call, [&] { return ResetVideoWidthHeight(handle, width, height); });
             const bool known = (width == 640 && height == 512) || (width == 704 && height == 576) ||
                                (width == 1280 && height == 1024);
             if (isLive(handle) && !known) {
@@ -272,7 +272,7 @@ void ApiProgram::misc(ByteReader& in) {
         case 4: {
             const int span = EdgeValues::anyInt(in);
             call = "SetMonoColorSpan(" + h + ", " + CallText::of(span) + ")";
-            status = record(call, SetMonoColorSpan(handle, span));
+            status = invoke(call, [&] { return SetMonoColorSpan(handle, span); });
             if (handle == nullptr || span < 0 || span > 4) {
                 report_.expect(status == RET_PARAMETER_ERROR, call + got + statusOf(status));
                 return;
@@ -284,7 +284,7 @@ void ApiProgram::misc(ByteReader& in) {
             const int time = EdgeValues::anyInt(in);
             call = "SetStrobeLightingTime(" + h + ", " + CallText::of(camera) + ", " +
                    CallText::of(time) + ")";
-            status = record(call, SetStrobeLightingTime(handle, camera, time));
+            status = invoke(call, [&] { return SetStrobeLightingTime(handle, camera, time); });
             if (handle == nullptr || time < 0 || time > 10000) {
                 report_.expect(status == RET_PARAMETER_ERROR, call + got + statusOf(status));
                 return;
@@ -294,7 +294,7 @@ void ApiProgram::misc(ByteReader& in) {
         case 6: {
             const bool speckle = in.flag();
             call = "SpeckleOrLaser(" + h + ", " + CallText::of(speckle) + ")";
-            status = record(call, SpeckleOrLaser(handle, speckle));
+            status = invoke(call, [&] { return SpeckleOrLaser(handle, speckle); });
             if (isLive(handle)) {
                 report_.expect(status == RET_SYNC_TYPE_UNSUPPORTED,
                                call + " in the stripe mode" + got + statusOf(status));
@@ -316,7 +316,7 @@ void ApiProgram::misc(ByteReader& in) {
                 }
                 ++scans_;
             }
-            status = record(call, startSequenceScan(handle, count));
+            status = invoke(call, [&] { return startSequenceScan(handle, count); });
             if (handle == nullptr || count < 5) {
                 report_.expect(status == RET_PARAMETER_ERROR, call + got + statusOf(status));
                 return;
@@ -328,7 +328,7 @@ void ApiProgram::misc(ByteReader& in) {
             const int parameter = EdgeValues::anyInt(in);
             call = "startSequenceScan(" + h + ", " + CallText::of(count) + ", " +
                    CallText::of(parameter) + ")";
-            status = record(call, startSequenceScan(handle, count, parameter));
+            status = invoke(call, [&] { return startSequenceScan(handle, count, parameter); });
             if (handle == nullptr || count < 5) {
                 report_.expect(status == RET_PARAMETER_ERROR, call + got + statusOf(status));
                 return;
@@ -337,11 +337,11 @@ void ApiProgram::misc(ByteReader& in) {
         }
         case 9:
             call = "stopSequenceScan(" + h + ")";
-            status = record(call, stopSequenceScan(handle));
+            status = invoke(call, [&] { return stopSequenceScan(handle); });
             break;
         default:
             call = "ResetBuffer(" + h + ")";
-            status = record(call, ResetBuffer(handle));
+            status = invoke(call, [&] { return ResetBuffer(handle); });
             break;
     }
     expectRefused(handle, status, call);
@@ -366,31 +366,31 @@ void ApiProgram::cameraSetter(ByteReader& in) {
                 exposure = 5.0;
             }
             call = "SetCameraExposure" + head + CallText::of(exposure) + ")";
-            status = record(call, SetCameraExposure(handle, index, exposure));
+            status = invoke(call, [&] { return SetCameraExposure(handle, index, exposure); });
             break;
         }
         case 1: {
             const int gain = EdgeValues::anyInt(in);
             call = "SetCameraGain" + head + CallText::of(gain) + ")";
-            status = record(call, SetCameraGain(handle, index, gain));
+            status = invoke(call, [&] { return SetCameraGain(handle, index, gain); });
             break;
         }
         case 2: {
             const int sharpness = EdgeValues::anyInt(in);
             call = "SetCameraSharpness" + head + CallText::of(sharpness) + ")";
-            status = record(call, SetCameraSharpness(handle, index, sharpness));
+            status = invoke(call, [&] { return SetCameraSharpness(handle, index, sharpness); });
             break;
         }
         case 3: {
             const int gamma = EdgeValues::anyInt(in);
             call = "SetCameraGamma" + head + CallText::of(gamma) + ")";
-            status = record(call, SetCameraGamma(handle, index, gamma));
+            status = invoke(call, [&] { return SetCameraGamma(handle, index, gamma); });
             break;
         }
         case 4: {
             const auto mode = static_cast<TRIGGERMODE>(EdgeValues::enumValue(in, 2));
             call = "SetCameraTriggerMode" + head + CallText::of(static_cast<int>(mode)) + ")";
-            status = record(call, SetCameraTriggerMode(handle, index, mode));
+            status = invoke(call, [&] { return SetCameraTriggerMode(handle, index, mode); });
             if (status == RET_OPERATE_SUCCESS && isLive(handle) && mode != 0 && index >= 0 &&
                 index < live_.cameraCount) {
                 const FuzzRig::Camera* camera =
@@ -402,7 +402,7 @@ void ApiProgram::cameraSetter(ByteReader& in) {
         case 5: {
             const auto binning = static_cast<BINNING_MODE>(EdgeValues::enumValue(in, 4));
             call = "SetCameraBinning" + head + CallText::of(static_cast<int>(binning)) + ")";
-            status = record(call, SetCameraBinning(handle, index, binning));
+            status = invoke(call, [&] { return SetCameraBinning(handle, index, binning); });
             break;
         }
         default: {
@@ -410,7 +410,8 @@ void ApiProgram::cameraSetter(ByteReader& in) {
             float blue = EdgeValues::anyFloat(in);
             call = "SpecifyCameraDoWhiteBalance" + head + CallText::of(static_cast<double>(red)) +
                    ", " + CallText::of(static_cast<double>(blue)) + ")";
-            status = record(call, SpecifyCameraDoWhiteBalance(handle, index, red, blue));
+            status =
+                invoke(call, [&] { return SpecifyCameraDoWhiteBalance(handle, index, red, blue); });
             break;
         }
     }
@@ -430,31 +431,31 @@ void ApiProgram::cameraGetter(ByteReader& in) {
         case 0: {
             double exposure = -7;
             call = "GetCameraExposure" + head;
-            status = record(call, GetCameraExposure(handle, index, exposure));
+            status = invoke(call, [&] { return GetCameraExposure(handle, index, exposure); });
             break;
         }
         case 1: {
             int gain = -7;
             call = "GetCameraGain" + head;
-            status = record(call, GetCameraGain(handle, index, gain));
+            status = invoke(call, [&] { return GetCameraGain(handle, index, gain); });
             break;
         }
         case 2: {
             int sharpness = -7;
             call = "GetCameraSharpness" + head;
-            status = record(call, GetCameraSharpness(handle, index, sharpness));
+            status = invoke(call, [&] { return GetCameraSharpness(handle, index, sharpness); });
             break;
         }
         case 3: {
             int gamma = -7;
             call = "GetCameraGamma" + head;
-            status = record(call, GetCameraGamma(handle, index, gamma));
+            status = invoke(call, [&] { return GetCameraGamma(handle, index, gamma); });
             break;
         }
         case 4: {
             auto mode = static_cast<TRIGGERMODE>(-7);
             call = "GetCameraTriggerMode" + head;
-            status = record(call, GetCameraTriggerMode(handle, index, mode));
+            status = invoke(call, [&] { return GetCameraTriggerMode(handle, index, mode); });
             if (status == RET_OPERATE_SUCCESS) {
                 report_.expect(mode == TRIGGERMODE_FREERUN || mode == TRIGGERMODE_TRIGGERED,
                                call + " gave the mode " + CallText::of(static_cast<int>(mode)));
@@ -466,7 +467,7 @@ void ApiProgram::cameraGetter(ByteReader& in) {
             const bool placeholder = in.flag();
             char* serial = placeholder ? &g_serialPlaceholder : nullptr;
             call = "GetCameraSerialNumber" + head + (placeholder ? " into a placeholder" : "");
-            status = record(call, GetCameraSerialNumber(handle, index, serial));
+            status = invoke(call, [&] { return GetCameraSerialNumber(handle, index, serial); });
             if (serial != nullptr && serial != &g_serialPlaceholder) {
                 // A malloc'd string: read it whole, compare it with the camera's serial.
                 const std::string text(serial);
@@ -485,33 +486,36 @@ void ApiProgram::cameraGetter(ByteReader& in) {
             int width = -7;
             int height = -7;
             call = "GetCameraResolution" + head;
-            status = record(call, GetCameraResolution(handle, index, width, height));
+            status =
+                invoke(call, [&] { return GetCameraResolution(handle, index, width, height); });
             break;
         }
         case 7: {
             bool color = false;
             call = "IsCameraColor" + head;
-            status = record(call, IsCameraColor(handle, index, color));
+            status = invoke(call, [&] { return IsCameraColor(handle, index, color); });
             break;
         }
         case 8: {
             float red = -7;
             float blue = -7;
             call = "GetSpecifyCameraWBRatio" + head;
-            status = record(call, GetSpecifyCameraWBRatio(handle, index, red, blue));
+            status =
+                invoke(call, [&] { return GetSpecifyCameraWBRatio(handle, index, red, blue); });
             break;
         }
         case 9: {
             int channels = -7;
             call = "GetSpecifyCameraChannelNum" + head;
-            status = record(call, GetSpecifyCameraChannelNum(handle, index, channels));
+            status =
+                invoke(call, [&] { return GetSpecifyCameraChannelNum(handle, index, channels); });
             break;
         }
         case 10: {
             int count = -7;
             indexed = false;
             call = "GetConnectCameraCount(" + h + ")";
-            status = record(call, GetConnectCameraCount(handle, count));
+            status = invoke(call, [&] { return GetConnectCameraCount(handle, count); });
             if (isLive(handle)) {
                 report_.expect(status == (count > 0 ? RET_OPERATE_SUCCESS : RET_CAMERA_UNCONNECTED),
                                call + " returned " + statusOf(status) + " with the count " +
@@ -523,7 +527,7 @@ void ApiProgram::cameraGetter(ByteReader& in) {
             const bool print = in.flag();
             indexed = false;
             call = "PrintCameraSnapFailInfomation(" + h + ", " + CallText::of(print) + ")";
-            status = record(call, PrintCameraSnapFailInfomation(handle, print));
+            status = invoke(call, [&] { return PrintCameraSnapFailInfomation(handle, print); });
             break;
         }
     }
@@ -551,18 +555,24 @@ void ApiProgram::callback(ByteReader& in) {
     switch (kind) {
         case 0:
             call = "SetDisplayCallBackFunction(" + h + tail;
-            status = record(call, SetDisplayCallBackFunction(
-                                      handle, set ? &CallbackProbe::display : nullptr, context));
+            status = invoke(call, [&] {
+                return SetDisplayCallBackFunction(handle, set ? &CallbackProbe::display : nullptr,
+                                                  context);
+            });
             break;
         case 1:
             call = "SetDisplayCallBackFunction2(" + h + tail;
-            status = record(call, SetDisplayCallBackFunction2(
-                                      handle, set ? &CallbackProbe::display2 : nullptr, context));
+            status = invoke(call, [&] {
+                return SetDisplayCallBackFunction2(handle, set ? &CallbackProbe::display2 : nullptr,
+                                                   context);
+            });
             break;
         case 2:
             call = "SetScanCallBackFunction(" + h + tail;
-            status = record(call, SetScanCallBackFunction(
-                                      handle, set ? &CallbackProbe::scan : nullptr, context));
+            status = invoke(call, [&] {
+                return SetScanCallBackFunction(handle, set ? &CallbackProbe::scan : nullptr,
+                                               context);
+            });
             if (isLive(handle)) {
                 report_.expect(status == RET_OPERATION_UNSUPPORTED,
                                call + " in the stripe mode returned " + statusOf(status));
@@ -570,23 +580,31 @@ void ApiProgram::callback(ByteReader& in) {
             break;
         case 3:
             call = "SetScanCallBackFunction2(" + h + tail;
-            status = record(call, SetScanCallBackFunction2(
-                                      handle, set ? &CallbackProbe::scan2 : nullptr, context));
+            status = invoke(call, [&] {
+                return SetScanCallBackFunction2(handle, set ? &CallbackProbe::scan2 : nullptr,
+                                                context);
+            });
             break;
         case 4:
             call = "SetScanFullCallBackFunction(" + h + tail;
-            status = record(call, SetScanFullCallBackFunction(
-                                      handle, set ? &CallbackProbe::full : nullptr, context));
+            status = invoke(call, [&] {
+                return SetScanFullCallBackFunction(handle, set ? &CallbackProbe::full : nullptr,
+                                                   context);
+            });
             break;
         case 5:
             call = "SetTextureScanFullCallBackFunction(" + h + tail;
-            status = record(call, SetTextureScanFullCallBackFunction(
-                                      handle, set ? &CallbackProbe::texture : nullptr, context));
+            status = invoke(call, [&] {
+                return SetTextureScanFullCallBackFunction(
+                    handle, set ? &CallbackProbe::texture : nullptr, context);
+            });
             break;
         default:
             call = "SetStatusCallBackFunction(" + h + tail;
-            status = record(call, SetStatusCallBackFunction(
-                                      handle, set ? &CallbackProbe::status : nullptr, context));
+            status = invoke(call, [&] {
+                return SetStatusCallBackFunction(handle, set ? &CallbackProbe::status : nullptr,
+                                                 context);
+            });
             break;
     }
     expectRefused(handle, status, call);

@@ -56,8 +56,8 @@ std::vector<FuzzRig> FuzzRig::build() {
             if (!list.empty()) list += ", ";
             list += cameraJson(spec);
             const bool present = std::string(spec.extra).find("present") == std::string::npos;
-            cameras.push_back(
-                {spec.serial, spec.width * spec.sensors, spec.height, spec.format, present});
+            cameras.push_back({spec.serial, spec.width * spec.sensors, spec.height, spec.format,
+                               spec.sensors, present});
         }
         // A 2 ms stripe period until the host sets one: a scan's 16 pulses take 32 ms.
         std::string json = std::string(R"({"board": {"paths": [")") + FuzzRig::kBoardPath +

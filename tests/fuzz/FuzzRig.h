@@ -22,6 +22,7 @@ public:
         int frameWidth;  // the whole frame: sensors side by side
         int frameHeight;
         int format;    // colour format value of the rig file (1, 2, 16, 17, 18)
+        int sensors;   // sensor images in one frame
         bool present;  // false: listed in the rig but unplugged
     };
 

@@ -23,6 +23,11 @@ public:
         // frames under the numbers of the first ones, and every stripe scan waits its whole 20 s
         // and fails (src/sync/IShotSyncCameras.cpp OpenCameras, src/sync/StripeSync.cpp).
         kMoreThanSixteenCameraThreads,
+        // SnapRGBImageFromSpecifyCamera on a raw colour camera with one sensor named twice in a
+        // row (so opened as a two-sensor camera): the sub-image has one byte a pixel, but the
+        // exported function's diagnostics read three (heap-buffer-overflow read,
+        // src/api/zetaVoroSyncControl.cpp, SnapRGBImageFromSpecifyCamera and snapBytesPerPixel).
+        kRgbSnapOfRawCameraNamedTwice,
         kCount
     };
 

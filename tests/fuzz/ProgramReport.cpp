@@ -4,6 +4,21 @@
 
 namespace zeta::fuzz {
 
+void ProgramReport::begin(const std::string& call) {
+    if (trace_) {
+        std::fprintf(stderr, "  %s\n", call.c_str());
+        std::fflush(stderr);
+    }
+}
+
+void ProgramReport::end(const std::string& call, const std::string& result) {
+    calls_.push_back(call + " -> " + result);
+    if (trace_) {
+        std::fprintf(stderr, "    -> %s\n", result.c_str());
+        std::fflush(stderr);
+    }
+}
+
 void ProgramReport::call(const std::string& line) {
     calls_.push_back(line);
     if (trace_) {

@@ -18,7 +18,12 @@ class ProgramReport {
 public:
     explicit ProgramReport(bool trace) : trace_(trace) {}
 
-    // One line of the call sequence.
+    // An exported call about to be made: traced at once, so that a crash inside it shows which
+    // call it was.
+    void begin(const std::string& call);
+    // The call begun last returned `result`: one line of the call sequence, "call -> result".
+    void end(const std::string& call, const std::string& result);
+    // A line of the sequence that is not an exported call (a skipped call, a fault, a wait).
     void call(const std::string& line);
     // A broken promise; `what` says which and with what values.
     void violation(const std::string& what);
