@@ -8,7 +8,7 @@ namespace zeta::fuzz {
 
 namespace {
 
-struct CameraSpec {
+struct CameraEntry {
     const char* serial;
     int width;  // of one sensor image
     int height;
@@ -18,13 +18,13 @@ struct CameraSpec {
 };
 
 // Free run at 500 frames a second and a 50 ms snap time-out keep every wait of the library short.
-std::string cameraJson(const CameraSpec& spec) {
-    std::string text = R"({"serial": ")" + std::string(spec.serial) +
-                       R"(", "type": "ZV", "width": )" + std::to_string(spec.width) +
-                       R"(, "height": )" + std::to_string(spec.height) + R"(, "format": )" +
-                       std::to_string(spec.format) + R"(, "sensors": )" +
-                       std::to_string(spec.sensors) + R"(, "fps": 500, "snapTimeoutMs": 50)";
-    if (spec.extra[0] != '\0') text += std::string(", ") + spec.extra;
+std::string cameraJson(const CameraEntry& entry) {
+    std::string text = R"({"serial": ")" + std::string(entry.serial) +
+                       R"(", "type": "ZV", "width": )" + std::to_string(entry.width) +
+                       R"(, "height": )" + std::to_string(entry.height) + R"(, "format": )" +
+                       std::to_string(entry.format) + R"(, "sensors": )" +
+                       std::to_string(entry.sensors) + R"(, "fps": 500, "snapTimeoutMs": 50)";
+    if (entry.extra[0] != '\0') text += std::string(", ") + entry.extra;
     return text + "}";
 }
 
@@ -33,7 +33,7 @@ std::string cameraJson(const CameraSpec& spec) {
 std::vector<FuzzRig> FuzzRig::build() {
     struct Variant {
         const char* name;
-        std::vector<CameraSpec> cameras;
+        std::vector<CameraEntry> cameras;
     };
     const std::vector<Variant> variants = {
         {"two mono", {{"ZV0001", 48, 32, 1, 1, ""}, {"ZV0002", 48, 32, 1, 1, ""}}},
@@ -52,12 +52,12 @@ std::vector<FuzzRig> FuzzRig::build() {
     for (const Variant& variant : variants) {
         std::vector<FuzzRig::Camera> cameras;
         std::string list;
-        for (const CameraSpec& spec : variant.cameras) {
+        for (const CameraEntry& entry : variant.cameras) {
             if (!list.empty()) list += ", ";
-            list += cameraJson(spec);
-            const bool present = std::string(spec.extra).find("present") == std::string::npos;
-            cameras.push_back({spec.serial, spec.width * spec.sensors, spec.height, spec.format,
-                               spec.sensors, present});
+            list += cameraJson(entry);
+            const bool present = std::string(entry.extra).find("present") == std::string::npos;
+            cameras.push_back({entry.serial, entry.width * entry.sensors, entry.height,
+                               entry.format, entry.sensors, present});
         }
         // A 2 ms stripe period until the host sets one: a scan's 16 pulses take 32 ms.
         std::string json = std::string(R"({"board": {"paths": [")") + FuzzRig::kBoardPath +
