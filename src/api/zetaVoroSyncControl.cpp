@@ -429,7 +429,7 @@ RETSTATUS IsConnectedOnU3(const char* cameraName, bool& onU3) {
         // A temporary synchroniser: its construction starts the watchdog, its destruction
         // stops it again.
         std::unique_ptr<IShotSync, decltype(&IShotSync::Destroy)> sync(new CStripeSync(),
-                                                                      &IShotSync::Destroy);
+                                                                       &IShotSync::Destroy);
         ZETA_TRACE_TMPBUF("Start Function IsConnectedOnU3\n");
         const int ret = sync->IsConnectOnU3(cameraName, onU3);
         ZETA_TRACE_TMPBUF("Start Delete CStripeSync Object\n");
@@ -570,7 +570,7 @@ RETSTATUS GetFirewareVersion(void* handle, const char* mode, const char* project
         version.clear();
         IShotSync* sync = nullptr;
         std::unique_ptr<IShotSync, decltype(&IShotSync::Destroy)> temporary(nullptr,
-                                                                           &IShotSync::Destroy);
+                                                                            &IShotSync::Destroy);
         std::optional<SyncCall> call;
         if (handle != nullptr) {
             call.emplace(handle, "GetFirewareVersion");
@@ -1011,9 +1011,7 @@ RETSTATUS SetDisplayCallBackFunction(void* const& handle, DisplayCallBack callba
 RETSTATUS SetScanCallBackFunction(void* const& handle, ScanCallBack callback, void* pUserData) {
     return forwardToSlot(
         handle, "SetScanCallBackFunction",
-        [&](IShotSync& sync) {
-            return mapCBK(sync.SetScanCallBackFunction(callback, pUserData));
-        },
+        [&](IShotSync& sync) { return mapCBK(sync.SetScanCallBackFunction(callback, pUserData)); },
         CallNeeds::CallbackLock);
 }
 
@@ -1030,9 +1028,7 @@ RETSTATUS SetDisplayCallBackFunction2(void* const& handle, DisplayCallBack2 call
 RETSTATUS SetScanCallBackFunction2(void* const& handle, ScanCallBack2 callback, void* pUserData) {
     return forwardToSlot(
         handle, "SetScanCallBackFunction2",
-        [&](IShotSync& sync) {
-            return mapCBK(sync.SetScanCallBackFunction2(callback, pUserData));
-        },
+        [&](IShotSync& sync) { return mapCBK(sync.SetScanCallBackFunction2(callback, pUserData)); },
         CallNeeds::CallbackLock);
 }
 
@@ -1053,7 +1049,9 @@ RETSTATUS SetTextureScanFullCallBackFunction(void* const& handle, TextureScanFul
 RETSTATUS SetStatusCallBackFunction(void* const& handle, StatusCallBack callback, void* pUserData) {
     return forwardToSlot(
         handle, "SetStatusCallBackFunction",
-        [&](IShotSync& sync) { return mapCAM2(sync.SetStatusCallBackFunction(callback, pUserData)); },
+        [&](IShotSync& sync) {
+            return mapCAM2(sync.SetStatusCallBackFunction(callback, pUserData));
+        },
         CallNeeds::StatusCallbackLock);
 }
 

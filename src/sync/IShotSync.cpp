@@ -15,8 +15,8 @@
 #include "platform/CriticalSectionGuard.h"
 #include "platform/Sleep.h"
 #include "platform/TickCount.h"
-#include "platform/WaitForEvents.h"
 #include "platform/TraceBuffer.h"
+#include "platform/WaitForEvents.h"
 #include "zetaVoroDLPdev.h"
 
 using zeta::platform::CriticalSectionGuard;

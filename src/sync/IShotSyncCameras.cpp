@@ -17,9 +17,9 @@
 #include "camera/ColorFormat.h"
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
-#include "sync/HostCallbackScope.h"
 #include "platform/TraceBuffer.h"
 #include "sync/FramePlanes.h"
+#include "sync/HostCallbackScope.h"
 #include "sync/IShotSync.h"
 
 using zeta::platform::CriticalSectionGuard;
@@ -103,8 +103,7 @@ bool IShotSync::FitsTheChannelWords(const std::vector<char*>& serials) {
     int runLength = 0;
     for (std::size_t i = 0; i < serials.size(); ++i) {
         const char* serial = serials[i] != nullptr ? serials[i] : "";
-        const char* previous =
-            i == 0 ? nullptr : (serials[i - 1] != nullptr ? serials[i - 1] : "");
+        const char* previous = i == 0 ? nullptr : (serials[i - 1] != nullptr ? serials[i - 1] : "");
         if (previous == nullptr || std::strcmp(serial, previous) != 0) {
             ++runs;
             runLength = 1;

@@ -19,10 +19,10 @@
 #include "camera/ColorFormat.h"
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
-#include "sync/HostCallbackScope.h"
 #include "platform/Sleep.h"
 #include "platform/TraceBuffer.h"
 #include "sync/FramePlanes.h"
+#include "sync/HostCallbackScope.h"
 #include "sync/IShotSync.h"
 
 using zeta::platform::CriticalSectionGuard;

@@ -179,8 +179,8 @@ TEST_F(ApiCallbackReentry, StatusRegistrationFromTheDisplayCallbackIsRefused) {
     EXPECT_EQ(fromDisplay(connection(),
                           [](void*& h) { return SetStatusCallBackFunction(h, &otherStatus, h); }),
               RET_OPERATE_FAILED);
-    EXPECT_TRUE(log.contains("SetStatusCallBackFunction" + kFromDisplay +
-                             "the status callback's lock"));
+    EXPECT_TRUE(
+        log.contains("SetStatusCallBackFunction" + kFromDisplay + "the status callback's lock"));
 }
 
 TEST_F(ApiCallbackReentry, DisplayAndScanRegistrationFromTheDisplayCallbackGoOn) {
@@ -191,9 +191,9 @@ TEST_F(ApiCallbackReentry, DisplayAndScanRegistrationFromTheDisplayCallbackGoOn)
                           [](void*& h) { return SetDisplayCallBackFunction2(h, nullptr, h); }),
               RET_OPERATE_SUCCESS);
     // The stripe mode has no scan callback: the slot's own answer, not a refusal.
-    EXPECT_EQ(fromDisplay(connection(),
-                          [](void*& h) { return SetScanCallBackFunction2(h, nullptr, h); }),
-              RET_OPERATION_UNSUPPORTED);
+    EXPECT_EQ(
+        fromDisplay(connection(), [](void*& h) { return SetScanCallBackFunction2(h, nullptr, h); }),
+        RET_OPERATION_UNSUPPORTED);
 }
 
 // A callback that unregisters itself is not called again.
@@ -242,8 +242,8 @@ TEST(ApiCallbackReentryTwoHandles, CallsOnAnotherHandleFromTheDisplayCallbackGoO
 // The case that used to deadlock: a display callback that sets a parameter on every frame while
 // the host scans on its own thread. The scan waits for the camera whose grab thread runs the
 // callback; the callback's call is refused instead of waiting for the scan's main lock.
-void gainEveryFrame(const void* const& context, const int&, const unsigned char* const&,
-                    const int&, const int&, const int&) {
+void gainEveryFrame(const void* const& context, const int&, const unsigned char* const&, const int&,
+                    const int&, const int&) {
     auto& reentry = reentryOf(context);
     ++reentry.calls;
     if (SetCameraGain(reentry.handle, 0, 3) == RET_OPERATE_FAILED) reentry.done = true;
@@ -261,8 +261,7 @@ TEST_F(ApiCallbackReentry, ParameterOnEveryFrameDuringAScanDoesNotDeadlock) {
     ASSERT_EQ(EnableVideoTrigger(handle(), CONTROLROUTE_MONO, true), RET_OPERATE_SUCCESS);
     Reentry reentry;
     reentry.handle = handle();
-    ASSERT_EQ(SetDisplayCallBackFunction(handle(), &gainEveryFrame, &reentry),
-              RET_OPERATE_SUCCESS);
+    ASSERT_EQ(SetDisplayCallBackFunction(handle(), &gainEveryFrame, &reentry), RET_OPERATE_SUCCESS);
     ASSERT_TRUE(waitUntil([&] { return reentry.calls.load() > 0; }, 5s));
     void* h = handle();
     for (int scan = 0; scan < 3; ++scan) {
@@ -316,8 +315,9 @@ TEST_F(ApiCallbackReentry, DisconnectFromTheFullScanCallbackIsRefused) {
                                return DisConnectDevice(copy);
                            }),
               RET_OPERATE_FAILED);
-    EXPECT_TRUE(log.contains("DisConnectDevice refused: called from the full-scan callback of "
-                             "this handle"));
+    EXPECT_TRUE(
+        log.contains("DisConnectDevice refused: called from the full-scan callback of "
+                     "this handle"));
 }
 
 TEST_F(ApiCallbackReentry, MainLockCallsFromTheFullScanCallbackAreRefused) {
@@ -354,8 +354,9 @@ TEST_F(ApiCallbackReentry, DisconnectFromTheStatusCallbackIsRefused) {
                              return DisConnectDevice(copy);
                          }),
               RET_OPERATE_FAILED);
-    EXPECT_TRUE(log.contains("DisConnectDevice refused: called from the status callback of "
-                             "this handle"));
+    EXPECT_TRUE(
+        log.contains("DisConnectDevice refused: called from the status callback of "
+                     "this handle"));
     EXPECT_EQ(connection().disconnect(), RET_OPERATE_SUCCESS);
 }
 
@@ -437,11 +438,13 @@ TEST_F(ApiCallbackReentry, FromTheFirmwareProgressCallback) {
     ASSERT_TRUE(rows.ran);
     EXPECT_EQ(rows.disconnect, RET_OPERATE_FAILED);
     EXPECT_EQ(rows.handleAfterDisconnect, handle());
-    EXPECT_TRUE(log.contains("DisConnectDevice refused: called from the firmware-progress "
-                             "callback of this handle"));
+    EXPECT_TRUE(
+        log.contains("DisConnectDevice refused: called from the firmware-progress "
+                     "callback of this handle"));
     EXPECT_EQ(rows.reconnect, RET_OPERATE_FAILED);
-    EXPECT_TRUE(log.contains("a reconnection would reopen the board under the running firmware "
-                             "transfer"));
+    EXPECT_TRUE(
+        log.contains("a reconnection would reopen the board under the running firmware "
+                     "transfer"));
     EXPECT_EQ(rows.transfer, RET_OPERATE_FAILED);
     EXPECT_TRUE(log.contains("a firmware transfer is already running on this thread"));
     EXPECT_EQ(rows.cameraCount, RET_OPERATE_SUCCESS);

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "ApiTestSupport.h"
-#include "ProcessThreads.h"
+#include "ProcessStats.h"
 
 namespace {
 
@@ -108,7 +108,8 @@ TEST(ApiDisconnectUnderCall, CallsAfterTheDisconnectBeganAreRefusedWhileItWaits)
     LogCapture log;
     void* copy = connection.handle();
     auto disconnect = std::async(std::launch::async, [&copy] { return DisConnectDevice(copy); });
-    ASSERT_TRUE(waitUntil([&] { return log.contains("DisConnectDevice waits for 1 call(s)"); }, 5s));
+    ASSERT_TRUE(
+        waitUntil([&] { return log.contains("DisConnectDevice waits for 1 call(s)"); }, 5s));
     int count = 0;
     EXPECT_EQ(GetConnectCameraCount(connection.handle(), count), RET_HANDLE_NULL);
     EXPECT_EQ(disconnect.wait_for(0s), std::future_status::timeout);
@@ -127,28 +128,28 @@ TEST(ApiDisconnectUnderCall, CallsAfterTheDisconnectBeganAreRefusedWhileItWaits)
 TEST(ApiKeptObjects, ConnectToAMissingBoardLeavesNoThreadBehind) {
     useRig(monoRig(1));
     zeta::test::CameraNames names({"ZV0001"});
-    const int before = zeta::test::processThreadCount();
+    const int before = zeta::test::ProcessStats::now().threads;
     ASSERT_GT(before, 0);
     for (int i = 0; i < 20; ++i) {
         void* handle = nullptr;
-        ASSERT_EQ(ConnectDevice("STRIPE", "sim:no-such-board", names.get(), {kWidth}, {kHeight},
-                                handle),
-                  RET_PROJECTOR_UNCONNECTED);
+        ASSERT_EQ(
+            ConnectDevice("STRIPE", "sim:no-such-board", names.get(), {kWidth}, {kHeight}, handle),
+            RET_PROJECTOR_UNCONNECTED);
         EXPECT_EQ(handle, nullptr);
     }
-    EXPECT_LE(zeta::test::processThreadCount(), before);
+    EXPECT_LE(zeta::test::ProcessStats::now().threads, before);
     resetDeviceType();
 }
 
 TEST(ApiKeptObjects, FirmwareVersionOfAMissingBoardLeavesNoThreadBehind) {
     useRig(monoRig(1));
-    const int before = zeta::test::processThreadCount();
+    const int before = zeta::test::ProcessStats::now().threads;
     for (int i = 0; i < 10; ++i) {
         std::string version;
         ASSERT_EQ(GetFirewareVersion(nullptr, "STRIPE", "sim:no-such-board", version),
                   RET_PROJECTOR_UNCONNECTED);
     }
-    EXPECT_LE(zeta::test::processThreadCount(), before);
+    EXPECT_LE(zeta::test::ProcessStats::now().threads, before);
 }
 
 // The device number was cleared by another handle's disconnect: the object is not destroyed,
@@ -163,7 +164,7 @@ TEST(ApiKeptObjects, AnObjectTheDisconnectKeepsHoldsNoThreadAndNoDevice) {
     void* copy = second.handle();
     EXPECT_EQ(first.disconnect(), RET_OPERATE_SUCCESS);
     // The second handle runs its watchdog, its status thread and its camera's grab thread.
-    const int withSecondOnly = zeta::test::processThreadCount();
+    const int withSecondOnly = zeta::test::ProcessStats::now().threads;
 
     const auto mark = journalMark();
     EXPECT_EQ(second.disconnect(), RET_OPERATE_SUCCESS);
@@ -173,7 +174,7 @@ TEST(ApiKeptObjects, AnObjectTheDisconnectKeepsHoldsNoThreadAndNoDevice) {
     zeta::sim::CameraStats stats;
     ASSERT_TRUE(zeta::sim::cameraStats("ZV0002", stats));
     EXPECT_EQ(stats.openHandles, 0);
-    EXPECT_LE(zeta::test::processThreadCount(), withSecondOnly - 3);
+    EXPECT_LE(zeta::test::ProcessStats::now().threads, withSecondOnly - 3);
     int count = 0;
     EXPECT_EQ(GetConnectCameraCount(copy, count), RET_HANDLE_NULL);
 }

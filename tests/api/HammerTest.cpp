@@ -73,8 +73,8 @@ void onFrame2(const void* const&, const int&, const unsigned char* const&, const
 void onGroup(const void* const&, std::vector<_MY_IMAGE_*>& images) {
     g_frames += static_cast<int>(images.size());
 }
-void onStatus(const void* const&, const unsigned long&, const unsigned long&,
-              const unsigned long&, const bool&) {}
+void onStatus(const void* const&, const unsigned long&, const unsigned long&, const unsigned long&,
+              const bool&) {}
 
 TEST(ApiHammer, ThreeHostThreadsOnOneHandle) {
     useRig(monoRig(2, R"("snapTimeoutMs": 300)"));

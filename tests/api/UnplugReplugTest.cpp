@@ -140,7 +140,8 @@ protected:
     // After the replug and a reconnection the handle snaps and scans again.
     void expectWorkingAgain() {
         ASSERT_TRUE(zeta::sim::replug(GetParam().device));
-        auto reconnect = std::async(std::launch::async, [this] { return ReconnectDevice(handle()); });
+        auto reconnect =
+            std::async(std::launch::async, [this] { return ReconnectDevice(handle()); });
         ASSERT_EQ(reconnect.wait_for(30s), std::future_status::ready);
         EXPECT_EQ(reconnect.get(), RET_OPERATE_SUCCESS);
 
@@ -179,8 +180,8 @@ TEST_P(ApiUnplugReplug, EveryCallAnswersAndTheHandleWorksAgain) {
     const RETSTATUS status = runAndUnplug(40s);
     EXPECT_TRUE(isStatus(status)) << status;
     // A device the operation does not use does not fail it.
-    const bool usesDevice = GetParam().operation != Operation::Firmware ||
-                            std::string(GetParam().device) == "board";
+    const bool usesDevice =
+        GetParam().operation != Operation::Firmware || std::string(GetParam().device) == "board";
     if (!usesDevice) {
         EXPECT_EQ(status, RET_OPERATE_SUCCESS);
     }
@@ -189,15 +190,13 @@ TEST_P(ApiUnplugReplug, EveryCallAnswersAndTheHandleWorksAgain) {
 
 INSTANTIATE_TEST_SUITE_P(
     Devices, ApiUnplugReplug,
-    ::testing::Values(FaultCase{"board", Operation::Scan}, FaultCase{"ZV0001", Operation::Scan},
-                      FaultCase{"ZV0002", Operation::Scan}, FaultCase{"board", Operation::Snap},
-                      FaultCase{"ZV0001", Operation::Snap}, FaultCase{"ZV0002", Operation::Snap},
-                      FaultCase{"board", Operation::Preview},
-                      FaultCase{"ZV0001", Operation::Preview},
-                      FaultCase{"ZV0002", Operation::Preview},
-                      FaultCase{"board", Operation::Firmware},
-                      FaultCase{"ZV0001", Operation::Firmware},
-                      FaultCase{"ZV0002", Operation::Firmware}),
+    ::testing::Values(
+        FaultCase{"board", Operation::Scan}, FaultCase{"ZV0001", Operation::Scan},
+        FaultCase{"ZV0002", Operation::Scan}, FaultCase{"board", Operation::Snap},
+        FaultCase{"ZV0001", Operation::Snap}, FaultCase{"ZV0002", Operation::Snap},
+        FaultCase{"board", Operation::Preview}, FaultCase{"ZV0001", Operation::Preview},
+        FaultCase{"ZV0002", Operation::Preview}, FaultCase{"board", Operation::Firmware},
+        FaultCase{"ZV0001", Operation::Firmware}, FaultCase{"ZV0002", Operation::Firmware}),
     nameOf);
 
 }  // namespace

@@ -123,7 +123,7 @@ private:
         bool camerasClosed = false;  // CloseDeviceCamera (or a failed reconnection) since
         // The stripe scan would wait for frames that cannot come: a 16-bit colour camera (the scan
         // counts it as mono) switched to triggered mode listens to a route the scan does not
-        // pulse; or a known finding (more than sixteen camera threads).
+        // pulse.
         bool scanMayStall = false;
         int scanRate = 100;        // the stripe mode's period before any SetScanParameter
         bool timingDirty = false;  // mono trigger period or pulse width may be long
@@ -185,9 +185,6 @@ private:
     void scanImages(ByteReader& in);
     void snapSingle(ByteReader& in);
     void snapRgb(ByteReader& in);
-    // Whether logical camera `index` of the live connection is a one-sensor raw colour camera
-    // named twice or more in a row.
-    bool isRawCameraNamedTwice(int index) const;
     void snapGroup(ByteReader& in);
     void snapGroupRgb(ByteReader& in);
     void firmwareUpdate(ByteReader& in);

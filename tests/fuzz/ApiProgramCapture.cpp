@@ -12,7 +12,6 @@
 #include "CallText.h"
 #include "CallbackProbe.h"
 #include "EdgeValues.h"
-#include "KnownFindings.h"
 
 namespace zeta::fuzz {
 
@@ -255,11 +254,6 @@ void ApiProgram::snapRgb(ByteReader& in) {
             skip(call, "the program's snaps are used up");
             return;
         }
-        if (isRawCameraNamedTwice(index) &&
-            KnownFindings::avoided(KnownFindings::kRgbSnapOfRawCameraNamedTwice)) {
-            skip(call, "known finding kRgbSnapOfRawCameraNamedTwice");
-            return;
-        }
         if (!boundTiming(handle)) {
             skip(call, "the trigger period could not be made short");
             return;
@@ -290,17 +284,6 @@ void ApiProgram::snapRgb(ByteReader& in) {
         }
     }
     std::free(image);
-}
-
-bool ApiProgram::isRawCameraNamedTwice(int index) const {
-    if (index < 0 || index >= live_.cameraCount) return false;
-    const auto& serials = live_.serials;
-    const auto at = static_cast<std::size_t>(index);
-    const FuzzRig::Camera* camera = rig_->find(serials[at]);
-    if (camera == nullptr || camera->format != 16 || camera->sensors != 1) return false;
-    const bool before = at > 0 && serials[at - 1] == serials[at];
-    const bool after = at + 1 < serials.size() && serials[at + 1] == serials[at];
-    return before || after;
 }
 
 void ApiProgram::reclaimImages(std::vector<unsigned char*>& images, const std::vector<int>& widths,

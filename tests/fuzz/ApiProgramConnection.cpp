@@ -8,7 +8,6 @@
 #include "CallText.h"
 #include "CallbackProbe.h"
 #include "EdgeValues.h"
-#include "KnownFindings.h"
 #include "zetaVoroSim/SimControl.h"
 
 namespace zeta::fuzz {
@@ -189,10 +188,8 @@ void ApiProgram::connect(ByteReader& in) {
         for (std::size_t i = 0; i < count; ++i) {
             if (i == 0 || storage[i] != storage[i - 1]) ++runs;
         }
-        if (runs > 16 && KnownFindings::avoided(KnownFindings::kMoreThanSixteenCameraThreads)) {
-            report_.call("(scans refused at once: known finding kMoreThanSixteenCameraThreads)");
-            live_.scanMayStall = true;
-        }
+        // A channel word numbers sixteen camera threads: more are refused.
+        report_.expect(runs <= 16, call + " accepted more than sixteen camera threads");
         return;
     } else {
         report_.expect(count > 0 || status == RET_PARAMETER_ERROR,

@@ -7,7 +7,6 @@
 #include "CallText.h"
 #include "CallbackProbe.h"
 #include "EdgeValues.h"
-#include "KnownFindings.h"
 
 namespace zeta::fuzz {
 
@@ -357,14 +356,7 @@ void ApiProgram::cameraSetter(ByteReader& in) {
     RETSTATUS status = RET_OPERATE_FAILED;
     switch (in.choose(7)) {
         case 0: {
-            double exposure = EdgeValues::anyDouble(in);
-            // Finite and within int milliseconds: no unchecked conversion overflows.
-            const bool convertible = exposure > -2147483648.0 && exposure < 2147483647.0;
-            if (!convertible && KnownFindings::avoided(KnownFindings::kExposureOutOfRange)) {
-                report_.call("(exposure " + CallText::of(exposure) +
-                             " replaced by 5: known finding kExposureOutOfRange)");
-                exposure = 5.0;
-            }
+            const double exposure = EdgeValues::anyDouble(in);
             call = "SetCameraExposure" + head + CallText::of(exposure) + ")";
             status = invoke(call, [&] { return SetCameraExposure(handle, index, exposure); });
             break;

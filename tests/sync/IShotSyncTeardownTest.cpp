@@ -58,9 +58,8 @@ TEST(IShotSyncTeardownTest, AShutdownRequestEndsWaitsEarly) {
     CSyncBProbe sync;
     zeta::platform::Event never(true, false);
     std::vector<zeta::platform::Event*> events{&never};
-    auto waiting = std::async(std::launch::async, [&] {
-        return sync.WaitAllUnlessShutdown(events, 60000);
-    });
+    auto waiting =
+        std::async(std::launch::async, [&] { return sync.WaitAllUnlessShutdown(events, 60000); });
     EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
     sync.RequestShutdown();
     ASSERT_EQ(waiting.wait_for(std::chrono::seconds(2)), std::future_status::ready);
