@@ -149,7 +149,6 @@ private:
     std::condition_variable workCv_;   // wakes the camera's thread: pulses, state changes
     std::condition_variable frameCv_;  // wakes SnapShot waiters: frames, closing, waking
     std::thread thread_;
-    bool stopping_ = false;
     bool shutdown_ = false;
     bool present_;
 
