@@ -43,4 +43,8 @@ bool IsColorCamera(int format) {
     return format >= 16 && format <= 18;
 }
 
+bool IsTextureCode(int colorModeCode) {
+    return colorModeCode == 2 || colorModeCode == 3;
+}
+
 }  // namespace ColorFormat

@@ -23,5 +23,8 @@ int ColorModeCode(int format);
 int FrameCode(int format);
 // True for 16 <= format <= 18 (enumeration's colour flag).
 bool IsColorCamera(int format);
+// True for the colour-mode codes of the colour (texture) cameras, 2 (RGBRAW) and 3 (RGB888): the
+// synchroniser's test of a colour camera. A format-18 camera (code 0) is not one.
+bool IsTextureCode(int colorModeCode);
 
 }  // namespace ColorFormat

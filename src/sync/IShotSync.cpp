@@ -17,20 +17,13 @@
 #include "platform/TickCount.h"
 #include "platform/TraceBuffer.h"
 #include "platform/WaitForEvents.h"
+#include "sync/TriggerRules.h"
 #include "zetaVoroDLPdev.h"
 
 using zeta::platform::CriticalSectionGuard;
 using namespace zetaVoroDLPdev;
 
 namespace {
-
-// Route of a trigger operation as the board takes it: 0 mono and 1 colour are kept, anything else
-// addresses both routes.
-TRIGGERROUTE boardRouteOf(int route) {
-    if (route == 0) return TRIGGER_ROUTE_MONO;
-    if (route == 1) return TRIGGER_ROUTE_COLOR;
-    return TRIGGER_ROUTE_BOTH;
-}
 
 // The synchroniser's pattern codes 0..12 and the board's PROJECTTYPE they show. Callers (the
 // exported Project, the snap operations, the reconnection) already speak pattern codes, so this
@@ -334,7 +327,10 @@ int IShotSync::InitProjector(const char* const& path) {
 int IShotSync::SetProjectorBrightness(const int& percent) {
     CriticalSectionGuard lock(m_csProjector);
     if (m_hProjector == nullptr) return 2;
-    return zetaSetProjectorBrightnessPercent(m_hProjector, percent) ? 0 : 3;
+    if (!SetBrightnessOnBoard(percent)) return 3;
+    // The laser modes send it again after a reconnection.
+    m_projectorBrightness = percent;
+    return 0;
 }
 
 int IShotSync::GetProjectorBrightness(int& percent) {
@@ -346,7 +342,7 @@ int IShotSync::GetProjectorBrightness(int& percent) {
 // ---- Triggers, strobes, projection ----------------------------------------------------------
 
 int IShotSync::EnableContinueTrigger(const int& route, const bool& bEnable) {
-    const TRIGGERROUTE tmpLineOrder = boardRouteOf(route);
+    const TRIGGERROUTE tmpLineOrder = TriggerRules::BoardRoute(route);
     LOG(INFO) << "EnableContinueTrigger tmpLineOrder=" << static_cast<int>(tmpLineOrder)
               << " bEnable=" << bEnable;
     CriticalSectionGuard lock(m_csProjector);
@@ -359,7 +355,7 @@ int IShotSync::EnableContinueTrigger(const int& route, const bool& bEnable) {
 }
 
 int IShotSync::PushSingleTrigger(const int& route) {
-    const TRIGGERROUTE tmpLineOrder = boardRouteOf(route);
+    const TRIGGERROUTE tmpLineOrder = TriggerRules::BoardRoute(route);
     CriticalSectionGuard lock(m_csProjector);
     if (m_hProjector == nullptr) return 2;
     return zetaOutputSingleTrigger(m_hProjector, tmpLineOrder) ? 0 : 3;
@@ -516,9 +512,7 @@ void IShotSync::SaveOrRestoreVideoTrigger(const bool& bSave) {
     }
     for (int route = 0; route < 2; ++route) {
         if (m_savedVideoTrigger[route] < 0) continue;
-        const TRIGGERROUTE boardRoute = boardRouteOf(route);
-        const bool start = m_savedVideoTrigger[route] != 0;
-        zetaStartOrStopVideoTrigger(m_hProjector, boardRoute, start);
+        SwitchVideoTriggerOnBoard(route, m_savedVideoTrigger[route] != 0);
         m_savedVideoTrigger[route] = -1;
     }
 }

@@ -241,7 +241,114 @@ public:
     // Resets the process-wide matcher state (reference stamps, mismatch counter). For tests.
     static void ResetMatcherStateForTest();
 
+    // ---- The scan modes (IShotSyncModes.cpp) ----
+    // A mode string of ConnectDevice, in the order ConnectDevice compares them.
+    struct ConnectMode {
+        const char* mode;         // compared exactly and case-sensitively
+        int deviceType;           // the number ConnectDevice records for the mode
+        const char* consoleLine;  // printed once the object exists, or null
+        IShotSync* (*create)();   // allocates the mode's synchroniser (throws when out of memory)
+    };
+    // The row of `mode`, or null for a mode string ConnectDevice does not know (or null).
+    static const ConnectMode* FindConnectMode(const char* mode);
+    // The synchroniser GetFirewareVersion opens a board with when it has no handle: the older
+    // board's modes only. Null for any other mode string.
+    static IShotSync* CreateForFirmwareQuery(const char* mode);
+    // The temporary synchroniser IsConnectedOnU3 asks the camera layer through (a stripe one).
+    static IShotSync* CreateForCameraQuery();
+
 protected:
+    // ---- Trigger, strobe and settings behaviours the scan modes share (IShotSyncTriggers.cpp) --
+    // A scan mode's trigger slots forward to these; its header says which one each slot uses.
+    // Every one holds m_csProjector for the whole operation (it is recursive: a behaviour may call
+    // the object's own slots) and returns 2 without a board, 3 when the board refuses a command.
+
+    // Which board query a getter makes. Stripe: route 1 asks the colour route, any other route the
+    // mono route. SpeckleAndLaser: 0 and 2 ask the mono route and 1 the colour route; any other
+    // route is refused with 1 by the period and width getters, and asks the colour route for a
+    // polarity.
+    enum class GetterRoutes { Stripe, SpeckleAndLaser };
+    int GetVideoTriggerPeriodOf(GetterRoutes routes, int route, int& period);
+    int GetTriggerPulseWidthOf(GetterRoutes routes, int route, int& width);
+    int GetTriggerPolarityOf(GetterRoutes routes, int route, int& polarity);
+
+    // Sends the period (width) that `rule` (one of TriggerRules) makes of the host's value for
+    // the route (0, 1, anything else both), keeps it for the route (both for 2) and marks it for
+    // the reconnection. `logClamp` writes the stripe modes' log lines around the clamp.
+    using PeriodRule = int (*)(int boardRoute, int period, const int (&widths)[2],
+                               const int (&polarities)[2]);
+    using WidthRule = int (*)(int boardRoute, int width, const int (&periods)[2]);
+    int SetVideoTriggerPeriodBy(PeriodRule rule, int route, int period, bool logClamp = false);
+    int SetTriggerPulseWidthBy(WidthRule rule, int route, int width, bool logClamp = false);
+    // Sends a polarity and keeps it for the route (both for 2); logs the route and polarity.
+    int SetAndKeepTriggerPolarity(int route, int polarity);
+    // Sends a polarity and keeps nothing (the speckle modes).
+    int SendTriggerPolarity(int route, int polarity);
+
+    // Strobe power of a route. Each refuses with 3 while the strobe follows the trigger (its power
+    // is then the board's business) and, on success, records the state for route 0, 1 or both for
+    // 2 (a route outside 0..2 is sent as both and records nothing).
+    // Stripe modes: logs each attempt, and retries once when the board misses the command.
+    int PowerStrobeUpRetryingOnce(int route, bool on);
+    // Laser modes: one attempt, no message.
+    int PowerStrobeUpOnce(int route, bool on);
+    // Speckle modes: prints "Strobe Flick now" when refused; a route outside 0..2 is refused
+    // with 1.
+    int PowerStrobeUpAnnounced(int route, bool on);
+
+    // Records a strobe's power for route 0, 1 or both for 2 (nothing for another route).
+    void RecordStrobePower(int route, bool on);
+
+    // Strobe follows the trigger. Stripe modes: the flag is stored before the board is asked (it
+    // stays set when the board refuses), and turning it on forgets the strobe states without a
+    // board command.
+    int SetStrobeControlByTriggerStripe(int route, bool on);
+    // Speckle and laser modes: turning it on first switches every powered strobe off through the
+    // object's PowerStrobeUp; turning it off switches both strobes off once the board has agreed.
+    // `logSteps` writes the speckle mode's log lines.
+    int SetStrobeControlByTriggerSwitchingOff(int route, bool on, bool logSteps);
+
+    // Settings after a mode change or a reconnection (slot 71).
+    // Stripe modes: strobes off, strobe flicker off, both video triggers on, the aiming cross
+    // projected; the result is that of the last command.
+    int ReValidStripeSettings();
+    // Speckle modes: a running scan is started again; otherwise powered strobes and strobe-follows-
+    // trigger are switched off and each route's remembered video trigger is put back.
+    int ReValidSpeckleSettings();
+    // Laser modes: every stored trigger setting and brightness is sent again, then the scan words
+    // (m_scanFrameRate, m_scanSpacePercent); a running scan is started again, otherwise strobes
+    // go off and the mono video trigger on.
+    int ReValidLaserSettings();
+
+    // Scan parameters of the speckle modes, in this order: frame rate (frames a second), space
+    // percent, colour segregation count, colour line-trigger delay, with texture, with the mono
+    // strobe light. 1 for fewer than six values or a frame rate of 0; the four board words go out
+    // in their order, each only once the previous one was taken, and a refusal (3) leaves every
+    // field as it was. On success the fields and m_timeStampArea take the new values.
+    // `logAndKeepCopy`: the older board's speckle mode logs each step and keeps the whole list
+    // for the reconnection first (kept even when the board refuses).
+    int SetSpeckleScanParameter(const std::vector<int>& parameters, bool logAndKeepCopy);
+    // Scan parameters of the laser modes: frame rate and space percent. 1 for fewer than two values
+    // or a frame rate of 0; sends the period (1000 / rate) and the space percent, and keeps them
+    // as m_scanFrameRate and m_scanSpacePercent. `keepCopy`: the list is kept for the
+    // reconnection first.
+    int SetLaserScanParameter(const std::vector<int>& parameters, bool keepCopy);
+
+    // GetScanImages of every mode that hands its scan frames out through callbacks only: 1 when an
+    // output vector is not empty, else 2 (nothing to hand out).
+    static int NoScanImages(const std::vector<unsigned char*>& images,
+                            const std::vector<int>& widths, const std::vector<int>& heights,
+                            const std::vector<int>& channels);
+    // SpeckleOrLaser of the older board's speckle modes: a speckle scan with the strobe, or the
+    // laser lines with the mono video trigger on. 2 without a camera, 3 without a board, 4 when the
+    // board refuses.
+    int SwitchSpeckleOrLaser(bool bSpeckle);
+
+    // The board's video-trigger and brightness commands; the E7 board has commands of its own.
+    // The caller holds m_csProjector and has checked the board handle.
+    virtual bool SwitchVideoTriggerOnBoard(int route, bool start);
+    virtual bool SetBrightnessOnBoard(int percent);
+
     // ---- Helpers shared by the slots and the scan modes ----
     // Thread index of a logical camera, or -1 when camOrder is out of range (status 1).
     int ThreadIndexOf(int camOrder) const;
@@ -379,6 +486,19 @@ protected:
     int m_triggerVideoPeriod[2] = {-1, -1};
     bool m_bStrobePowered[2] = {false, false};
     int m_triggerPolarity[2] = {-1, -1};
+    // Brightness last set through slot 12 (-1: never), sent again by the laser modes' settings.
+    int m_projectorBrightness = -1;
+
+    // Scan parameters. Each scan mode's constructor gives the ones it uses their defaults.
+    // m_scanFrameRate is the scan's period in milliseconds for most modes (the stripe and
+    // speckle-laser modes keep the host's value as it was given).
+    int m_scanFrameRate = 0;
+    int m_scanSpacePercent = 0;
+    // The speckle modes' further scan parameters.
+    int m_scanColorSegregationCount = 3;
+    int m_scanColorDelayTime = 90;
+    bool m_bScanWithTexture = false;
+    bool m_bScanWithMonoStrobeLight = false;
 
     // Frame tag of the second callbacks when the top byte of m_modeValue is not 1.
     std::atomic<int> m_lastFrameCode{0};

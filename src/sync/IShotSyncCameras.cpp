@@ -42,10 +42,6 @@ void DeleteAllCameras(std::vector<CPhysicalCameraThread*>& cameras) {
     cameras.clear();
 }
 
-bool IsColorCode(int code) {
-    return code == 2 || code == 3;
-}
-
 // A caller's camera number must name an entry of the channel words (else status 1).
 bool OutOfRange(int camOrder, const std::vector<std::uint32_t>& channelWords) {
     return camOrder < 0 || camOrder >= static_cast<int>(channelWords.size());
@@ -416,7 +412,7 @@ int IShotSync::SetCameraExposureTime(const int& camOrder, const double& exposure
                   << "m_firstSetTextureExposure=" << m_firstSetTextureExposure.load()
                   << "camOrder=" << camOrder << "camCount=" << m_cameras.size()
                   << "exposureTime=" << exposureMs;
-        if (IsColorCode(color) && !m_firstSetTextureExposure.load()) {
+        if (ColorFormat::IsTextureCode(color) && !m_firstSetTextureExposure.load()) {
             return 0;
         }
         // Refused before anything reaches the camera; a colour camera's first setting is still
@@ -426,7 +422,7 @@ int IShotSync::SetCameraExposureTime(const int& camOrder, const double& exposure
             return 1;
         }
         camera.SetExposureTime(exposureUs);
-        if (IsColorCode(color)) {
+        if (ColorFormat::IsTextureCode(color)) {
             m_firstSetTextureExposure = false;
         }
         if (index < static_cast<int>(m_cameraExposure.size())) {
@@ -459,11 +455,11 @@ int IShotSync::SetCameraGain(const int& camOrder, const int& gain) {
         LOG(INFO) << "IShotSync::SetCameraGain color=" << color
                   << "m_firstSetTextureGain=" << m_firstSetTextureGain.load()
                   << "camOrder=" << camOrder << "gain=" << gain;
-        if (IsColorCode(color) && !m_firstSetTextureGain.load()) {
+        if (ColorFormat::IsTextureCode(color) && !m_firstSetTextureGain.load()) {
             return 0;
         }
         camera.SetGain(gain);
-        if (IsColorCode(color)) {
+        if (ColorFormat::IsTextureCode(color)) {
             m_firstSetTextureGain = false;
         }
         if (index < static_cast<int>(m_cameraGain.size())) {
@@ -521,7 +517,7 @@ int IShotSync::SpecifyCameraDoWhiteBalance(const int& camOrder, float& rRatio, f
     return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
         // Zero ratios ask the camera to balance itself; non-zero ratios are applied.
         const bool bOperate = rRatio == 0.0f && bRatio == 0.0f;
-        if (!IsColorCode(camera.GetColorMode())) {
+        if (!ColorFormat::IsTextureCode(camera.GetColorMode())) {
             return 3;
         }
         float gRatio = 0.0f;
@@ -540,7 +536,7 @@ int IShotSync::SpecifyCameraDoWhiteBalance(const int& camOrder, float& rRatio, f
 
 int IShotSync::GetSpecifyCameraWBRatio(const int& camOrder, float& rRatio, float& bRatio) {
     return WithCamera(camOrder, [&](CPhysicalCameraThread& camera, int) {
-        if (!IsColorCode(camera.GetColorMode())) {
+        if (!ColorFormat::IsTextureCode(camera.GetColorMode())) {
             return 3;
         }
         float r = -1.0f;
@@ -609,7 +605,7 @@ int IShotSync::IsCameraColor(const int& camOrder, bool& bColor) {
         [&](CPhysicalCameraThread& camera, int) {
             // Colour-mode codes 2 and 3 only: a format-18 camera counts as colour during
             // enumeration but not here (both rules are kept).
-            bColor = IsColorCode(camera.GetColorMode());
+            bColor = ColorFormat::IsTextureCode(camera.GetColorMode());
             return 0;
         },
         [&] { bColor = false; });

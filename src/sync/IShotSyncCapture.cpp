@@ -123,10 +123,6 @@ void WriteChannel(unsigned char* result, const unsigned char* source, std::size_
     }
 }
 
-bool IsColorType(int type) {
-    return type == 2 || type == 3;
-}
-
 }  // namespace
 
 // ---- Helpers ----------------------------------------------------------------------------------
@@ -263,7 +259,7 @@ int IShotSync::SnapSingleGroupImages(std::vector<unsigned char*>& images, std::v
         if (camera == nullptr) {
             break;
         }
-        if (IsColorType(PixelTypeOf(camera))) {
+        if (ColorFormat::IsTextureCode(PixelTypeOf(camera))) {
             continue;
         }
         int width = 0;
@@ -351,7 +347,7 @@ int IShotSync::SnapRGBImageFromSpecifyCamera(const int& camOrder, unsigned char*
     // The mono route's trigger period and pulse width, in milliseconds.
     const int settleMs = std::max(m_triggerVideoPeriod[0], 0) + std::max(m_triggerWidth[0], 0);
 
-    if (IsColorType(pixelType)) {
+    if (ColorFormat::IsTextureCode(pixelType)) {
         SaveOrRestoreVideoTrigger(true);
         EnableContinueTrigger(2, false);
         zeta::platform::sleepMs(static_cast<std::uint32_t>(settleMs));
@@ -492,7 +488,7 @@ int IShotSync::SnapSingleGroupRGBImages(std::vector<unsigned char*>& images,
             RestoreAutoReconnect();
             return 3;
         }
-        (IsColorType(PixelTypeOf(camera)) ? colour : mono).push_back({camera, i, position});
+        (ColorFormat::IsTextureCode(PixelTypeOf(camera)) ? colour : mono).push_back({camera, i, position});
         position += static_cast<std::size_t>(std::max(camera->GetCameraComplexInfo(), 0));
         ResetCameraToInitializedState(camera);
     }
@@ -846,7 +842,7 @@ void IShotSync::DefaultScanFrameHandler(const void* const& pContext, const int& 
             self->MatchFullGroup(id, plane, w, h, c, timeStamp)) {
             self->m_pScanFullCallBack(self->m_pScanFullUserData, self->m_fullImages);
         }
-        if (self->m_pTextureScanFullCallBack != nullptr && IsColorType(pixelType) &&
+        if (self->m_pTextureScanFullCallBack != nullptr && ColorFormat::IsTextureCode(pixelType) &&
             self->MatchTextureGroup(id, plane, w, h, c, timeStamp, true)) {
             const bool bValid = true;
             self->m_pTextureScanFullCallBack(self->m_pTextureScanFullUserData,

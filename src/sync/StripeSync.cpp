@@ -19,30 +19,15 @@
 #include <cstring>
 #include <span>
 
+#include "camera/ColorFormat.h"
 #include "camera/FrameBytes.h"
 #include "platform/Console.h"
 #include "platform/CriticalSectionGuard.h"
 #include "platform/Sleep.h"
 #include "platform/TraceBuffer.h"
 #include "platform/WaitForEvents.h"
+#include "sync/TriggerRules.h"
 #include "zetaVoroDLPdev.h"
-
-namespace {
-
-using zetaVoroDLPdev::TRIGGERROUTE;
-
-// The board knows routes 0 (mono), 1 (colour) and 2 (both); any other value means both.
-TRIGGERROUTE BoardRoute(int route) {
-    if (route == 0) return zetaVoroDLPdev::TRIGGER_ROUTE_MONO;
-    if (route == 1) return zetaVoroDLPdev::TRIGGER_ROUTE_COLOR;
-    return zetaVoroDLPdev::TRIGGER_ROUTE_BOTH;
-}
-
-bool IsMonoPixelType(int pixelType) {
-    return pixelType == 0 || pixelType == 1;
-}
-
-}  // namespace
 
 CStripeSync::CStripeSync() {
     m_syncType = 1;
@@ -57,6 +42,7 @@ CStripeSync::CStripeSync() {
     m_bStrobePowered[1] = false;
     m_bStrobeByTrigger = false;
     m_scanFrameRate = 100;
+    m_scanSpacePercent = 0;
     m_scanFrameCount = 15;
 }
 
@@ -67,142 +53,39 @@ CStripeSync::~CStripeSync() {
     ClearImageStore();
 }
 
-// ---- Triggers and strobes ----
+// ---- Triggers and strobes: the stripe modes' shared behaviours ----
 
 int CStripeSync::SetVideoTriggerPeriod(const int& route, const int& period) {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    if (!m_hProjector) return 2;
-    const TRIGGERROUTE boardRoute = BoardRoute(route);
-    // Keep every route's period longer than its pulse width. A period equal to the width is left
-    // as it is.
-    int tmpVideoPeriod = period;
-    if (boardRoute == zetaVoroDLPdev::TRIGGER_ROUTE_MONO) {
-        if (tmpVideoPeriod < m_triggerWidth[0]) tmpVideoPeriod = m_triggerWidth[0] + 1;
-    } else if (boardRoute == zetaVoroDLPdev::TRIGGER_ROUTE_COLOR) {
-        if (tmpVideoPeriod < m_triggerWidth[1]) tmpVideoPeriod = m_triggerWidth[1] + 1;
-    } else if (tmpVideoPeriod < m_triggerWidth[0] || tmpVideoPeriod < m_triggerWidth[1]) {
-        tmpVideoPeriod =
-            (m_triggerWidth[0] > m_triggerWidth[1] ? m_triggerWidth[0] : m_triggerWidth[1]) + 1;
-    }
-    LOG(INFO) << "SetVideoTriggerPeriod lineOrder=" << route << "triggerPeriod=" << period;
-    LOG(INFO) << "m_triggerWidth[0]=" << m_triggerWidth[0]
-              << " m_triggerWidth[1]=" << m_triggerWidth[1];
-    LOG(INFO) << "tmpVideoPeriod=" << tmpVideoPeriod;
-    if (!zetaVoroDLPdev::zetaSetVideoTriggerPeriod(m_hProjector, boardRoute, tmpVideoPeriod)) {
-        return 3;
-    }
-    if (boardRoute != zetaVoroDLPdev::TRIGGER_ROUTE_COLOR) m_triggerVideoPeriod[0] = tmpVideoPeriod;
-    if (boardRoute != zetaVoroDLPdev::TRIGGER_ROUTE_MONO) m_triggerVideoPeriod[1] = tmpVideoPeriod;
-    m_bVideoPeriodDirty = true;
-    return 0;
+    return SetVideoTriggerPeriodBy(&TriggerRules::StripePeriod, route, period, true);
 }
 
 int CStripeSync::GetVideoTriggerPeriod(const int& route, int& period) {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    if (!m_hProjector) return 2;
-    bool running = false;
-    const bool ok = route == 1 ? zetaVoroDLPdev::zetaQueryColorCameraVideoTriggerParameter(
-                                     m_hProjector, running, period)
-                               : zetaVoroDLPdev::zetaQueryMonoCameraVideoTriggerParameter(
-                                     m_hProjector, running, period);
-    return ok ? 0 : 3;
+    return GetVideoTriggerPeriodOf(GetterRoutes::Stripe, route, period);
 }
 
 int CStripeSync::SetTriggerPulseWidth(const int& route, const int& width) {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    if (!m_hProjector) return 2;
-    const TRIGGERROUTE boardRoute = BoardRoute(route);
-    LOG(INFO) << "SetTriggerPulseWidth lineOrder=" << route << "pulseWidth=" << width;
-    // Keep every route's pulse width shorter than its period.
-    int tmpWidth = width;
-    if (boardRoute == zetaVoroDLPdev::TRIGGER_ROUTE_MONO) {
-        if (tmpWidth >= m_triggerVideoPeriod[0]) tmpWidth = m_triggerVideoPeriod[0] - 1;
-    } else if (boardRoute == zetaVoroDLPdev::TRIGGER_ROUTE_COLOR) {
-        if (tmpWidth >= m_triggerVideoPeriod[1]) tmpWidth = m_triggerVideoPeriod[1] - 1;
-    } else if (tmpWidth >= m_triggerVideoPeriod[0] || tmpWidth >= m_triggerVideoPeriod[1]) {
-        tmpWidth = (m_triggerVideoPeriod[0] <= m_triggerVideoPeriod[1] ? m_triggerVideoPeriod[0]
-                                                                       : m_triggerVideoPeriod[1]) -
-                   1;
-    }
-    LOG(INFO) << "pulseWidth=" << tmpWidth;
-    if (!zetaVoroDLPdev::zetaSetTriggerPulseWidth(m_hProjector, boardRoute, tmpWidth)) return 3;
-    if (boardRoute != zetaVoroDLPdev::TRIGGER_ROUTE_COLOR) m_triggerWidth[0] = tmpWidth;
-    if (boardRoute != zetaVoroDLPdev::TRIGGER_ROUTE_MONO) m_triggerWidth[1] = tmpWidth;
-    m_bTriggerWidthDirty = true;
-    return 0;
+    return SetTriggerPulseWidthBy(&TriggerRules::StripeWidth, route, width, true);
 }
 
 int CStripeSync::GetTriggerPulseWidth(const int& route, int& width) {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    if (!m_hProjector) return 2;
-    int polarity = 0;
-    const bool ok =
-        route == 1
-            ? zetaVoroDLPdev::zetaQueryColorCameraTriggerParameter(m_hProjector, polarity, width)
-            : zetaVoroDLPdev::zetaQueryMonoCameraTriggerParameter(m_hProjector, polarity, width);
-    return ok ? 0 : 3;
+    return GetTriggerPulseWidthOf(GetterRoutes::Stripe, route, width);
 }
 
 int CStripeSync::SetTriggerPolarity(const int& route, const int& polarity) {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    if (!m_hProjector) return 2;
-    const TRIGGERROUTE tmpTriggerRoute = BoardRoute(route);
-    LOG(INFO) << "tmpTriggerRoute=" << static_cast<int>(tmpTriggerRoute) << "polarity=" << polarity;
-    if (!zetaVoroDLPdev::zetaSetTriggerPolarity(m_hProjector, tmpTriggerRoute, polarity)) return 3;
-    if (tmpTriggerRoute != zetaVoroDLPdev::TRIGGER_ROUTE_COLOR) m_triggerPolarity[0] = polarity;
-    if (tmpTriggerRoute != zetaVoroDLPdev::TRIGGER_ROUTE_MONO) m_triggerPolarity[1] = polarity;
-    return 0;
+    return SetAndKeepTriggerPolarity(route, polarity);
 }
 
 int CStripeSync::GetTriggerPolarity(const int& route, int& polarity) {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    if (!m_hProjector) return 2;
-    int width = 0;
-    const bool ok =
-        route == 1
-            ? zetaVoroDLPdev::zetaQueryColorCameraTriggerParameter(m_hProjector, polarity, width)
-            : zetaVoroDLPdev::zetaQueryMonoCameraTriggerParameter(m_hProjector, polarity, width);
-    return ok ? 0 : 3;
+    return GetTriggerPolarityOf(GetterRoutes::Stripe, route, polarity);
 }
 
 int CStripeSync::PowerStrobeUp(const int& route, const bool& bOn) {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    // While the strobe follows the trigger, its power is the board's business: refuse at once.
-    if (m_bStrobeByTrigger) return 3;
-    if (!m_hProjector) return 2;
-    const TRIGGERROUTE tmpTriggerRoute = BoardRoute(route);
-    LOG(INFO) << "EnableStrobe tmpTriggerRoute=" << static_cast<int>(tmpTriggerRoute)
-              << "bEnable=" << bOn;
-    bool tmpRet = zetaVoroDLPdev::zetaOpenOrCloseStrobe(m_hProjector, tmpTriggerRoute, bOn);
-    LOG(INFO) << "EnableStrobe tmpRet=" << tmpRet;
-    if (!tmpRet) {
-        // One retry: the board sometimes misses a strobe command.
-        tmpRet = zetaVoroDLPdev::zetaOpenOrCloseStrobe(m_hProjector, tmpTriggerRoute, bOn);
-        LOG(INFO) << "EnableStrobe tmpRet=" << tmpRet;
-        if (!tmpRet) return 3;
-    }
-    if (tmpTriggerRoute != zetaVoroDLPdev::TRIGGER_ROUTE_COLOR) m_bStrobePowered[0] = bOn;
-    if (tmpTriggerRoute != zetaVoroDLPdev::TRIGGER_ROUTE_MONO) m_bStrobePowered[1] = bOn;
-    return 0;
+    // A route other than 0 and 1 addresses, and records, both strobes.
+    return PowerStrobeUpRetryingOnce(TriggerRules::BoardRoute(route), bOn);
 }
 
 int CStripeSync::SetStrobeControlByTrigger(const int& route, const bool& bOn) {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    if (!m_hProjector) return 2;
-    // The flag is stored before the device call, so it stays set even when the call fails.
-    m_bStrobeByTrigger = bOn;
-    if (bOn) {
-        m_bStrobePowered[0] = false;
-        m_bStrobePowered[1] = false;
-    }
-    m_strobeControlRoute = route;
-    LOG(INFO) << "SetStrobeControlByTrigger lineOrder=" << route << "bTrue=" << bOn;
-    if (!zetaVoroDLPdev::zetaOpenOrCloseStrobeFlicker(m_hProjector, BoardRoute(route), bOn)) {
-        LOG(INFO) << "SetStrobeControlByTrigger false";
-        return 3;
-    }
-    LOG(INFO) << "SetStrobeControlByTrigger true";
-    return 0;
+    return SetStrobeControlByTriggerStripe(route, bOn);
 }
 
 int CStripeSync::ResetColorModule() {
@@ -262,7 +145,7 @@ int CStripeSync::Scan(const bool& /*start*/) {
             CPhysicalCameraThread* camera = cameras[static_cast<std::size_t>(i)];
             if (!camera) continue;
             pixelTypes[static_cast<std::size_t>(i)] = PixelTypeOf(camera);
-            if (!IsMonoPixelType(pixelTypes[static_cast<std::size_t>(i)])) continue;
+            if (ColorFormat::IsTextureCode(pixelTypes[static_cast<std::size_t>(i)])) continue;
             camera->SetScanCallBackFunction(&CStripeSync::StripeFrameHandler, this);
             camera->PauseThread();
         }
@@ -309,7 +192,7 @@ int CStripeSync::Scan(const bool& /*start*/) {
         for (int i = 0; i < cameraCount; ++i) {
             CPhysicalCameraThread* camera = cameras[static_cast<std::size_t>(i)];
             if (!camera) continue;
-            if (IsMonoPixelType(pixelTypes[static_cast<std::size_t>(i)])) {
+            if (!ColorFormat::IsTextureCode(pixelTypes[static_cast<std::size_t>(i)])) {
                 ResetCameraToInitializedState(camera);
                 if (i < m_frameHasSnapCountSize) m_frameHasSnapCount[i] = 0;
                 camera->ResumeThread();
@@ -341,7 +224,7 @@ int CStripeSync::Scan(const bool& /*start*/) {
         zetaVoroDLPdev::zetaStartOrStopVideoTrigger(m_hProjector,
                                                     zetaVoroDLPdev::TRIGGER_ROUTE_MONO, true);
         for (std::size_t i = 0; i < cameras.size(); ++i) {
-            if (cameras[i] && !IsMonoPixelType(pixelTypes[i])) cameras[i]->ResumeThread();
+            if (cameras[i] && ColorFormat::IsTextureCode(pixelTypes[i])) cameras[i]->ResumeThread();
         }
     }
 
@@ -364,7 +247,7 @@ int CStripeSync::GetScanImages(std::vector<unsigned char*>& images, std::vector<
     if (complexInfo < 2) {
         int monoCount = 0;
         for (CPhysicalCameraThread* camera : m_cameras) {
-            if (camera && IsMonoPixelType(PixelTypeOf(camera))) ++monoCount;
+            if (camera && !ColorFormat::IsTextureCode(PixelTypeOf(camera))) ++monoCount;
         }
         zeta::platform::CriticalSectionGuard imageGuard(m_csImage);
         if (m_storeImages.empty()) return 2;
@@ -411,26 +294,12 @@ int CStripeSync::GetScanImages(std::vector<unsigned char*>& images, std::vector<
 }
 
 int CStripeSync::ReValidSetting() {
-    zeta::platform::CriticalSectionGuard guard(m_csProjector);
-    if (!m_hProjector) return 2;
-    m_bStrobePowered[0] = false;
-    m_bStrobePowered[1] = false;
-    m_bStrobeByTrigger = false;
-    m_bScanWithStrobe = false;
-    // Both video triggers are on after this, and a later restore must say so.
-    m_savedVideoTrigger[0] = 1;
-    m_savedVideoTrigger[1] = 1;
-    zetaVoroDLPdev::zetaProject(m_hProjector, zetaVoroDLPdev::PROJECT_AIM);
-    zetaVoroDLPdev::zetaOpenOrCloseStrobe(m_hProjector, zetaVoroDLPdev::TRIGGER_ROUTE_MONO, false);
-    zetaVoroDLPdev::zetaOpenOrCloseStrobe(m_hProjector, zetaVoroDLPdev::TRIGGER_ROUTE_COLOR, false);
-    zetaVoroDLPdev::zetaOpenOrCloseStrobeFlicker(m_hProjector, zetaVoroDLPdev::TRIGGER_ROUTE_BOTH,
-                                                 false);
-    zetaVoroDLPdev::zetaStartOrStopVideoTrigger(m_hProjector, zetaVoroDLPdev::TRIGGER_ROUTE_MONO,
-                                                true);
-    // Only the last call decides the result.
-    const bool ok = zetaVoroDLPdev::zetaStartOrStopVideoTrigger(
-        m_hProjector, zetaVoroDLPdev::TRIGGER_ROUTE_COLOR, true);
-    return ok ? 0 : 3;
+    {
+        zeta::platform::CriticalSectionGuard guard(m_csProjector);
+        if (!m_hProjector) return 2;
+        m_bScanWithStrobe = false;
+    }
+    return ReValidStripeSettings();
 }
 
 // ---- Frame handler and image store ----
@@ -459,7 +328,7 @@ void CStripeSync::StripeFrameHandler(const void* const& pContext, const int& cam
     if (snapCount >= frameCount) return;
     // A colour camera is ignored. Asked only now, after the counter: the handler stays installed
     // between scans, and a live frame there is dropped without a query to the camera.
-    if (PixelTypeOf(camera) > 1) return;
+    if (ColorFormat::IsTextureCode(PixelTypeOf(camera))) return;
     // A frame without a size cannot be copied; it is dropped and not counted.
     if (width <= 0 || height <= 0 || channels <= 0) return;
 

@@ -55,8 +55,6 @@ protected:
     // or no grab thread can append).
     void ClearImageStore();
 
-    int m_scanFrameRate = 100;
-    int m_scanSpacePercent = 0;
     std::atomic<int> m_scanFrameCount{15};
     // One auto-reset event per camera, created at the first scan, kept for the object's life.
     std::vector<std::unique_ptr<zeta::platform::Event>> m_scanEvents;
