@@ -35,7 +35,6 @@
 #include "platform/Sleep.h"
 #include "platform/TraceBuffer.h"
 #include "sync/IShotSync.h"
-#include "sync/StripeSync.h"
 #include "zetaImageLoad.h"
 #include "zetaVoroSync/zetaVoroSync.h"
 
@@ -68,60 +67,6 @@ static_assert(sizeof(kU3CameraPrefix) == 3 && isUpperAscii(kU3CameraPrefix[0]) &
               "ZETAVOROSYNC_U3_CAMERA_PREFIX must be two upper-case letters");
 
 constexpr const char* kLibraryVersion = "1.0.2.3";
-
-// ---- Mode tables ----------------------------------------------------------------------------
-
-using SyncFactory = IShotSync* (*)();
-
-IShotSync* createStripeSync() {
-    return new CStripeSync();
-}
-
-// One row per mode string ConnectDevice knows, in the order it compares them (exactly,
-// case-sensitively). A row without a factory names a scan mode whose synchroniser class is not
-// part of this build: it is refused with RET_SYNC_TYPE_UNSUPPORTED like an unknown string, prints
-// nothing and leaves g_deviceType alone. Adding a mode is filling in its factory.
-struct ConnectMode {
-    const char* mode;
-    SyncFactory create;
-    int deviceType;           // value recorded in g_deviceType
-    const char* consoleLine;  // printed once the object exists, or null
-};
-
-constexpr ConnectMode kConnectModes[] = {
-    {"LASER", nullptr, 2, nullptr},                   // CLaserSync
-    {"CALIBRATE_E7", nullptr, 8, nullptr},            // CCalibrationE7
-    {"SPECKLE", nullptr, 3, "Init SPECKLE\n"},        // CSpeckleSync
-    {"SPECKLE_E7", nullptr, 9, "Init SPECKLE_E7\n"},  // CSpeckleE7Sync
-    {"STRIPE", &createStripeSync, 1, nullptr},        // CStripeSync
-    {"E7STRIPE", nullptr, 7, nullptr},                // CStripeSyncE7
-    {"STRIPESEQUENCE", nullptr, 6, nullptr},          // CStripeSyncSeqence
-    {"SPECKLELASER", nullptr, 4, nullptr},            // CSpeckleLaserSync
-    {"DPLASER", nullptr, 5, nullptr},                 // CDPLaserSync
-};
-
-// Modes GetFirewareVersion can open a temporary connection with (no E7 mode), in its order.
-struct FirmwareMode {
-    const char* mode;
-    SyncFactory create;
-};
-
-constexpr FirmwareMode kFirmwareModes[] = {
-    {"LASER", nullptr},             // CLaserSync
-    {"SPECKLE", nullptr},           // CSpeckleSync
-    {"STRIPE", &createStripeSync},  // CStripeSync
-    {"SPECKLELASER", nullptr},      // CSpeckleLaserSync
-    {"DPLASER", nullptr},           // CDPLaserSync
-};
-
-template <typename Row, std::size_t N>
-const Row* findMode(const Row (&table)[N], const char* mode) {
-    if (mode == nullptr) return nullptr;
-    for (const Row& row : table) {
-        if (std::strcmp(row.mode, mode) == 0) return row.create != nullptr ? &row : nullptr;
-    }
-    return nullptr;
-}
 
 // ---- Exception barrier ------------------------------------------------------------------------
 
@@ -428,8 +373,8 @@ RETSTATUS IsConnectedOnU3(const char* cameraName, bool& onU3) {
         ZETA_TRACE_TMPBUF("Start new CStripeSync\n");
         // A temporary synchroniser: its construction starts the watchdog, its destruction
         // stops it again.
-        std::unique_ptr<IShotSync, decltype(&IShotSync::Destroy)> sync(new CStripeSync(),
-                                                                       &IShotSync::Destroy);
+        std::unique_ptr<IShotSync, decltype(&IShotSync::Destroy)> sync(
+            IShotSync::CreateForCameraQuery(), &IShotSync::Destroy);
         ZETA_TRACE_TMPBUF("Start Function IsConnectedOnU3\n");
         const int ret = sync->IsConnectOnU3(cameraName, onU3);
         ZETA_TRACE_TMPBUF("Start Delete CStripeSync Object\n");
@@ -461,7 +406,7 @@ RETSTATUS ConnectDevice(const char* const& mode, const char* const& projectorPat
             if (name == nullptr) return RET_PARAMETER_ERROR;
         }
 
-        const ConnectMode* row = findMode(kConnectModes, mode);
+        const IShotSync::ConnectMode* row = IShotSync::FindConnectMode(mode);
         if (row == nullptr) return RET_SYNC_TYPE_UNSUPPORTED;
         IShotSync* sync = row->create();
         if (row->consoleLine != nullptr) zeta::platform::consolePrintf("%s", row->consoleLine);
@@ -577,9 +522,8 @@ RETSTATUS GetFirewareVersion(void* handle, const char* mode, const char* project
             if (!*call) return call->refusal();
             sync = call->get();
         } else {
-            const FirmwareMode* row = findMode(kFirmwareModes, mode);
-            if (row == nullptr) return RET_SYNC_TYPE_UNSUPPORTED;
-            temporary.reset(row->create());
+            temporary.reset(IShotSync::CreateForFirmwareQuery(mode));
+            if (!temporary) return RET_SYNC_TYPE_UNSUPPORTED;
             const char* path = projectorPath != nullptr ? projectorPath : "";
             const int initRet = temporary->InitProjector(path);
             SyncRegistry::instance().armExitCleanup();
