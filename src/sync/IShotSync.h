@@ -23,9 +23,12 @@
 // The implementation is split by concern over several source files:
 //   IShotSync.cpp           construction, destruction, board open/close, board slots, callbacks
 //   IShotSyncCameras.cpp    camera set, channel words, camera parameters, display frame handler
-//   IShotSyncCapture.cpp    still capture, default frame handler, full and texture matchers
+//   IShotSyncCapture.cpp    still capture
+//   IShotSyncFrameGroups.cpp default scan frame handler, full and texture group matchers
 //   IShotSyncStatus.cpp     status thread, watchdog, reconnection, CloseDeviceCamera
 //   IShotSyncFirmware.cpp   firmware / splash image transfer
+//   IShotSyncTriggers.cpp   trigger, strobe and settings behaviours the scan modes share
+//   IShotSyncModes.cpp      the mode strings and the synchroniser class of each
 #pragma once
 
 #include <array>

@@ -225,13 +225,14 @@ inline SnapTally tallySnaps(const std::string& serial) {
     return tally;
 }
 
-// The messages logged by the camera thread's own source file, in order.
+// The messages logged by the camera thread's own source files (PhysicalCameraThread.cpp and the
+// PhysicalCameraThread*.cpp it is split into), in order.
 inline std::vector<std::string> cameraMessages(const zeta::test::LogCapture& log) {
     const auto messages = log.messages();
     const auto files = log.files();
     std::vector<std::string> own;
     for (std::size_t i = 0; i < messages.size() && i < files.size(); ++i) {
-        if (files[i] == "PhysicalCameraThread.cpp") own.push_back(messages[i]);
+        if (files[i].rfind("PhysicalCameraThread", 0) == 0) own.push_back(messages[i]);
     }
     return own;
 }
