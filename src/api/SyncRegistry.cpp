@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <exception>
 
+#include "platform/ProcessLifetime.h"
 #include "sync/IShotSync.h"
 
 namespace zeta::api {
@@ -130,6 +131,12 @@ void SyncRegistry::armExitCleanup() {
 }
 
 void SyncRegistry::destroyAllAtExit() {
+    // On Windows this handler runs while the loader detaches the DLL. When the process ends with
+    // a handle still connected, the system has already stopped every thread of the library,
+    // perhaps inside one of its locks: nothing is destroyed, waited for or logged, and the system
+    // takes back what is left. (A host that unloads the library runs this too, but then no thread
+    // runs: a module that started one is kept loaded until the process ends.)
+    if (zeta::platform::processIsEnding()) return;
     SyncRegistry& registry = instance();
     std::vector<IShotSync*> doomed;
     {

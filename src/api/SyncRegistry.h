@@ -21,7 +21,9 @@
 // At process exit the registry destroys every object it still holds, so that their threads stop
 // before the device libraries they call are torn down. The clean-up is armed once a device
 // library has been called (see armExitCleanup), which orders it before the device libraries' own
-// clean-up.
+// clean-up. When the system has already stopped the threads (Windows ends a process before it
+// detaches its DLLs, and runs this clean-up in the detach), it destroys nothing: see
+// platform::processIsEnding.
 //
 // The registry itself is never destroyed (a leaked singleton): a host thread may still ask it
 // during process exit. Every method is safe to call from any thread; mutex_ guards the lists and
