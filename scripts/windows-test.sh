@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Runs the Windows build's test suite under Wine (make windows-test): every GoogleTest of every
+# test program, each as its own Wine process, through ctest and scripts/wine-run.sh.
+#
+# One wineserver, started before the first test and kept until the last one ended, serves every
+# test process: without it each of the suite's several hundred processes would start (and wait
+# for) a server of its own, which costs more than most tests.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+export WINEPREFIX="${WINEPREFIX:-$root/build/windows-deps/wine}"
+export WINEARCH=win64
+export WINEDEBUG="${WINEDEBUG:--all}"
+
+# -p: persistent until -k. A server already running for the prefix is used as it is.
+wineserver -p 2>/dev/null || true
+trap 'wineserver -k 2>/dev/null || true' EXIT
+cd "$root"
+ctest --preset windows "$@"
