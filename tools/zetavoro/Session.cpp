@@ -71,6 +71,15 @@ void Session::prepare() {
     }
     FLAGS_log_dir = logDir_;
     google::InitGoogleLogging("zetavoro");
+#if defined(_WIN32)
+    // glog makes its latest-log link <log-dir>/zetavoro.INFO only where there are symbolic links:
+    // on Windows the information log goes into that file itself (appended to), so that the
+    // details line names a file that is there.
+    FLAGS_timestamp_in_logfile_name = false;
+    google::SetLogSymlink(google::GLOG_INFO, "");
+    google::SetLogDestination(google::GLOG_INFO,
+                              (fs::path(logDir_) / "zetavoro.INFO").string().c_str());
+#endif
     const std::string consoleFile =
         (fs::path(logDir_) /
          ("zetavoro-" + std::to_string(platform::currentProcessId()) + ".console.txt"))
