@@ -22,7 +22,3 @@ endforeach()
 
 file(COPY ${ZETA_WINDOWS_RUNTIME_DLLS} DESTINATION ${CMAKE_BINARY_DIR}/bin)
 install(FILES ${ZETA_WINDOWS_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
-
-# Test discovery runs the test programs under Wine; at test time rather than after each link, so
-# a build does not start Wine once per test program.
-set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)

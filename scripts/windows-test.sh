@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Runs the Windows build's test suite under Wine (make windows-test): every GoogleTest of every
-# test program, each as its own Wine process, through ctest and scripts/wine-run.sh.
+# test program, through ctest and scripts/wine-run.sh, each program in a few Wine processes that
+# run one shard of its tests each (cmake/ZetaTests.cmake).
 #
 # One wineserver, started before the first test and kept until the last one ended, serves every
-# test process: without it each of the suite's several hundred processes would start (and wait
-# for) a server of its own, which costs more than most tests.
+# test process: without it each process would start (and wait for) a server of its own.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 export WINEPREFIX="${WINEPREFIX:-$root/build/windows-deps/wine}"
