@@ -127,15 +127,15 @@ std::size_t SyncRegistry::abandonedCount() const {
 }
 
 void SyncRegistry::armExitCleanup() {
-    std::call_once(exitCleanupArmed_, [] { std::atexit(&SyncRegistry::destroyAllAtExit); });
+    std::call_once(exitCleanupArmed_,
+                   [] { zeta::platform::runAtProcessExit(&SyncRegistry::destroyAllAtExit); });
 }
 
 void SyncRegistry::destroyAllAtExit() {
-    // On Windows this handler runs while the loader detaches the DLL. When the process ends with
-    // a handle still connected, the system has already stopped every thread of the library,
-    // perhaps inside one of its locks: nothing is destroyed, waited for or logged, and the system
-    // takes back what is left. (A host that unloads the library runs this too, but then no thread
-    // runs: a module that started one is kept loaded until the process ends.)
+    // On Windows this handler runs in exit(), before the threads are stopped, for a host on
+    // msvcrt; for another host in the DLL's process detach, after ExitProcess has stopped every
+    // thread of the library, perhaps inside one of its locks: then nothing is destroyed, waited
+    // for or logged, and the system takes back what is left.
     if (zeta::platform::processIsEnding()) return;
     SyncRegistry& registry = instance();
     std::vector<IShotSync*> doomed;

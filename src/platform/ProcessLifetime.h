@@ -21,6 +21,17 @@ namespace zeta::platform {
 // Threads: any thread; reads only.
 bool processIsEnding();
 
+// Registers `handler` to run when the process exits normally (exit, or main returning), while
+// the process's other threads still run, so that it can stop and join them: with std::atexit on
+// Linux. On Windows std::atexit in a DLL runs the handler only in the DLL's process detach, after
+// ExitProcess has stopped every other thread wherever it was (perhaps holding the C runtime's
+// lock of standard output, which the runtime's own clean-up then waits for); there the handler
+// goes into the C runtime's table of the process (msvcrt's _onexit), which exit() runs first, as
+// for a handler of the program itself. Handlers run in the reverse order of their registration.
+// The module is kept loaded (keepModuleLoaded), so the handler's code is still there then.
+// Threads: any thread.
+void runAtProcessExit(void (*handler)());
+
 // Keeps the module that contains this code (each DLL or shared object that links the platform
 // layer has its own copy) loaded until the process ends: unloading it (FreeLibrary, dlclose)
 // does nothing from then on. Called before the module starts its first thread, so that a host

@@ -63,8 +63,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     if (mode == "disconnect-at-exit") {
-        // Registered before the library is first called: on Linux it runs after the library's
-        // own exit clean-up, on Windows before the DLLs are detached.
+        // Registered before the library is first called: it runs after the library's own exit
+        // clean-up.
         disconnectAtExit = disconnect;
         std::atexit(&disconnectInExitHandler);
     }

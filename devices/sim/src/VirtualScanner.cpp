@@ -40,7 +40,7 @@ VirtualScanner& VirtualScanner::instance() {
     // thread can no longer be joined (see endAtExit).
     static VirtualScanner* const scanner = [] {
         auto* created = new VirtualScanner();
-        std::atexit(&VirtualScanner::endAtExit);
+        platform::runAtProcessExit(&VirtualScanner::endAtExit);
         return created;
     }();
     return *scanner;
