@@ -14,5 +14,10 @@ export WINEDEBUG="${WINEDEBUG:--all}"
 # -p: persistent until -k. A server already running for the prefix is used as it is.
 wineserver -p 2>/dev/null || true
 trap 'wineserver -k 2>/dev/null || true' EXIT
+# Wine's own service processes (services.exe, winedevice.exe...) start with the first program of
+# a server and live as long as it. Started by a test, they would inherit that test's output pipes,
+# and ctest would wait for the pipes to close until the test's time-out: they are started here,
+# on /dev/null.
+"$root/scripts/wine-run.sh" cmd /c exit < /dev/null > /dev/null 2>&1 || true
 cd "$root"
 ctest --preset windows "$@"
