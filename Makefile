@@ -1,6 +1,6 @@
 # The project's commands. Each one installs what is missing, configures, builds and runs.
 .PHONY: all deps demo test tsan bench fuzz fuzz-smoke build-default build-asan build-tsan build-fuzz \
-	clean
+	windows-deps windows windows-test clean
 
 all: build-default
 
@@ -47,6 +47,22 @@ tsan: build-tsan
 
 bench: build-default
 	bash bench/run.sh build/default/bin
+
+# Windows x86-64: the DLLs and programs cross-built with MinGW-w64, the test suite run under Wine
+# (docs/getting-started.md, "Windows"). The compiler, Wine, glog and GoogleTest for Windows and a
+# Wine prefix are made once under build/windows-deps.
+WINDOWS_DEPS := build/windows-deps
+WINDOWS_TOOLCHAIN := cmake/toolchain-mingw-w64-x86_64.cmake
+
+windows-deps:
+	@bash scripts/install-windows-deps.sh $(WINDOWS_DEPS) $(WINDOWS_TOOLCHAIN)
+
+windows: windows-deps
+	cmake --preset windows
+	cmake --build --preset windows
+
+windows-test: windows
+	bash scripts/windows-test.sh
 
 clean:
 	rm -rf build out

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <exception>
 
+#include "platform/ProcessLifetime.h"
 #include "sync/IShotSync.h"
 
 namespace zeta::api {
@@ -126,10 +127,16 @@ std::size_t SyncRegistry::abandonedCount() const {
 }
 
 void SyncRegistry::armExitCleanup() {
-    std::call_once(exitCleanupArmed_, [] { std::atexit(&SyncRegistry::destroyAllAtExit); });
+    std::call_once(exitCleanupArmed_,
+                   [] { zeta::platform::runAtProcessExit(&SyncRegistry::destroyAllAtExit); });
 }
 
 void SyncRegistry::destroyAllAtExit() {
+    // On Windows this handler runs in exit(), before the threads are stopped, for a host on
+    // msvcrt; for another host in the DLL's process detach, after ExitProcess has stopped every
+    // thread of the library, perhaps inside one of its locks: then nothing is destroyed, waited
+    // for or logged, and the system takes back what is left.
+    if (zeta::platform::processIsEnding()) return;
     SyncRegistry& registry = instance();
     std::vector<IShotSync*> doomed;
     {

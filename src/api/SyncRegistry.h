@@ -21,7 +21,10 @@
 // At process exit the registry destroys every object it still holds, so that their threads stop
 // before the device libraries they call are torn down. The clean-up is armed once a device
 // library has been called (see armExitCleanup), which orders it before the device libraries' own
-// clean-up.
+// clean-up. It is registered with platform::runAtProcessExit, so that on Windows too it runs in
+// exit() while the threads still run; when the system has already stopped them (a host whose C
+// runtime runs it only in the DLL's process detach), it destroys nothing: see
+// platform::processIsEnding.
 //
 // The registry itself is never destroyed (a leaked singleton): a host thread may still ask it
 // during process exit. Every method is safe to call from any thread; mutex_ guards the lists and

@@ -32,6 +32,7 @@
 #include "SyncRegistry.h"
 #include "camera/PhysicalCameraThread.h"
 #include "platform/Console.h"
+#include "platform/ProcessLifetime.h"
 #include "platform/Sleep.h"
 #include "platform/TraceBuffer.h"
 #include "sync/IShotSync.h"
@@ -442,6 +443,14 @@ RETSTATUS ConnectDevice(const char* const& mode, const char* const& projectorPat
 }
 
 RETSTATUS DisConnectDevice(void*& handle) {
+    // Called after Windows began to end the process (from a host's DLL detach, say): the handle's
+    // threads are gone, perhaps inside one of its locks or a log line, so nothing is waited for,
+    // logged or printed, and the object is left to the system.
+    if (zeta::platform::processIsEnding()) {
+        if (handle == nullptr) return RET_HANDLE_NULL;
+        handle = nullptr;
+        return RET_OPERATE_SUCCESS;
+    }
     return guarded("DisConnectDevice", [&] {
         LOG(INFO) << "DisConnectDevice hSync=" << handle;
         if (handle == nullptr) return RET_HANDLE_NULL;

@@ -7,6 +7,7 @@
 
 #include <glog/logging.h>
 
+#include "platform/ProcessLifetime.h"
 #include "platform/WaitResult.h"
 
 namespace zeta::platform {
@@ -33,6 +34,8 @@ bool Thread::start(std::function<unsigned()> body) {
             return false;
         }
     }
+    // A host that unloads the library while this thread runs must not unmap the thread's code.
+    keepModuleLoaded();
     try {
         thread_ = std::thread([this, body = std::move(body)] { run(body); });
     } catch (const std::system_error& error) {

@@ -6,6 +6,7 @@
 
 #include "ApiProgram.h"
 #include "ScratchDir.h"
+#include "zetaVoroSim/SimControl.h"
 
 namespace zeta::fuzz {
 
@@ -21,9 +22,15 @@ bool traceAsked() {
 
 ProgramReport ProgramReplay::run(const std::vector<std::uint8_t>& input, bool trace) {
     ProgramReport report(trace || traceAsked());
-    const zeta::test::ScratchDir scratch;
-    ApiProgram program(report, scratch.path());
-    program.run(input.data(), input.size());
+    // The program's rig shortens the journal; the tests that run after a replay in the same
+    // process (a shard of the test program, say) get the length they had.
+    const std::size_t journalCapacity = zeta::sim::journalCapacity();
+    {
+        const zeta::test::ScratchDir scratch;
+        ApiProgram program(report, scratch.path());
+        program.run(input.data(), input.size());
+    }
+    zeta::sim::setJournalCapacity(journalCapacity);
     return report;
 }
 

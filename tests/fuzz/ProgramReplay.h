@@ -2,7 +2,7 @@
 // corpus and the regression tests of findings replay their inputs with it in every build.
 //
 // Each run gets a scratch folder of its own (removed afterwards) and loads its rig itself; the
-// caller needs no set-up. Threads: one replay at a time per process (the programs share the
+// caller needs no set-up, and the journal's capacity is what it was afterwards. Threads: one replay at a time per process (the programs share the
 // virtual scanner and the callback probe).
 #pragma once
 

@@ -7,12 +7,21 @@
 // under a lock ThreadSanitizer cannot see, and the sanitizer stops the run. With TZ naming the
 // zone file the library reads the setting once and keeps it. ":/etc/localtime" is the zone the
 // C library uses anyway when TZ is unset, so no time changes.
+//
+// Windows has no zone file, and its C runtime reads the zone once per thread without that race:
+// nothing is named there.
 #include <cstdlib>
+
+#include "platform/ProcessEnvironment.h"
 
 namespace {
 
 [[maybe_unused]] const bool kTimeZoneNamed = [] {
-    if (std::getenv("TZ") == nullptr) ::setenv("TZ", ":/etc/localtime", 0);
+#if !defined(_WIN32)
+    if (std::getenv("TZ") == nullptr) {
+        zeta::platform::setEnvironmentVariable("TZ", ":/etc/localtime");
+    }
+#endif
     return true;
 }();
 

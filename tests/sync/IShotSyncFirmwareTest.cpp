@@ -3,7 +3,6 @@
 // and the main lock held for the whole transfer. Each transfer waits the board's 5 s preparation
 // time, so the transfer tests are few and check several properties each.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
@@ -16,6 +15,7 @@
 
 #include "IShotSyncA_Probe.h"
 #include "LibraryTestSupport.h"
+#include "ScratchDir.h"
 #include "SimTestSupport.h"
 #include "zetaVoroSim/SimControl.h"
 
@@ -54,11 +54,9 @@ protected:
         for (const auto& file : files_) std::filesystem::remove(file);
     }
 
-    // A path of this test's own under the temporary folder, removed at the end of the test.
+    // A path of this test's own in its scratch folder, removed at the end of the test.
     std::filesystem::path scratchPath(const std::string& name) {
-        const std::filesystem::path path =
-            std::filesystem::temp_directory_path() /
-            ("zeta_synca_" + std::to_string(::getpid()) + "_" + name);
+        const std::filesystem::path path = scratch_ / name;
         files_.push_back(path);
         return path;
     }
@@ -100,6 +98,7 @@ protected:
     CSyncProbe sync_;
     ProgressRecorder progress_;
     std::vector<std::filesystem::path> files_;
+    zeta::test::ScratchDir scratch_;
 };
 
 TEST_F(IShotSyncFirmwareTest, NothingIsSentWithoutABoardOrAFileOrWhenTheWriteCannotStart) {

@@ -55,11 +55,20 @@ TEST_F(PreviewTest, StreamsEveryCameraAndSavesItsLastFrame) {
         EXPECT_NEAR(fps, frames / seconds, 0.15 + 0.05 * fps) << found[0];
     }
 
-    EXPECT_EQ(matching(lines, "wrote out/preview_cam0\\.png \\(64 x 48, mono\\)").size(), 1u)
+    EXPECT_EQ(matching(lines,
+                       "wrote " + shownPathPattern("out/preview_cam0.png") + " \\(64 x 48, mono\\)")
+                  .size(),
+              1u)
         << run.describe();
-    EXPECT_EQ(matching(lines, "wrote out/preview_cam1\\.png \\(64 x 48, mono\\)").size(), 1u)
+    EXPECT_EQ(matching(lines,
+                       "wrote " + shownPathPattern("out/preview_cam1.png") + " \\(64 x 48, mono\\)")
+                  .size(),
+              1u)
         << run.describe();
-    EXPECT_EQ(matching(lines, "wrote out/preview_cam2\\.png \\(64 x 48, RGB\\)").size(), 1u)
+    EXPECT_EQ(
+        matching(lines, "wrote " + shownPathPattern("out/preview_cam2.png") + " \\(64 x 48, RGB\\)")
+            .size(),
+        1u)
         << run.describe();
     EXPECT_EQ(filesIn("out"), (std::vector<std::string>{"preview_cam0.png", "preview_cam1.png",
                                                         "preview_cam2.png"}));

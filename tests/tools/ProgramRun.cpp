@@ -1,37 +1,11 @@
 #include "ProgramRun.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <sstream>
 
-extern char** environ;
+#include "ChildProcess.h"
 
 namespace zeta::tools::test {
-
-namespace {
-
-// Appends what `fd` has to `text`; false once the other end is closed (or on an error).
-bool drain(int fd, std::string& text) {
-    char buffer[4096];
-    for (;;) {
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n > 0) {
-            text.append(buffer, static_cast<std::size_t>(n));
-            continue;
-        }
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return true;
-        return false;
-    }
-}
-
-}  // namespace
 
 std::vector<std::string> splitLines(const std::string& text) {
     std::vector<std::string> lines;
@@ -69,104 +43,26 @@ bool ProgramRun::run(const std::vector<std::string>& args, std::chrono::millisec
     out_.clear();
     err_.clear();
 
-    // Everything the child needs is built before the fork: between fork and exec the child may
-    // only make async-signal-safe calls.
-    std::vector<std::string> envText;
-    for (char** e = environ; *e != nullptr; ++e) {
-        const std::string entry(*e);
-        const std::string name = entry.substr(0, entry.find('='));
-        if (setVars_.count(name) != 0) continue;
-        if (std::find(unsetVars_.begin(), unsetVars_.end(), name) != unsetVars_.end()) continue;
-        envText.push_back(entry);
-    }
-    for (const auto& [name, value] : setVars_) envText.push_back(name + "=" + value);
-    std::vector<char*> envp;
-    for (std::string& entry : envText) envp.push_back(entry.data());
-    envp.push_back(nullptr);
-
-    std::string programText = program_.string();
-    std::vector<std::string> argText{programText};
-    argText.insert(argText.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (std::string& arg : argText) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    const std::string dirText = workDir_.string();
-
-    int outPipe[2];
-    int errPipe[2];
-    if (::pipe2(outPipe, O_CLOEXEC) != 0) return false;
-    if (::pipe2(errPipe, O_CLOEXEC) != 0) {
-        ::close(outPipe[0]);
-        ::close(outPipe[1]);
-        return false;
-    }
-
+    zeta::test::ChildProcess child;
+    zeta::test::ChildProcess::Options options;
+    options.program = program_;
+    options.args = args;
+    options.workDir = workDir_;
+    options.setVars = setVars_;
+    options.unsetVars = unsetVars_;
     const auto started = std::chrono::steady_clock::now();
-    pid_ = ::fork();
-    if (pid_ < 0) {
-        for (int fd : {outPipe[0], outPipe[1], errPipe[0], errPipe[1]}) ::close(fd);
-        return false;
+    if (!child.start(options)) return false;
+    pid_ = child.pid();
+    if (!child.waitForExit(timeout)) {
+        timedOut_ = true;
+        child.kill();
     }
-    if (pid_ == 0) {
-        // The child: its own process group, so that a time-out kills whatever it started.
-        ::setpgid(0, 0);
-        ::dup2(outPipe[1], STDOUT_FILENO);
-        ::dup2(errPipe[1], STDERR_FILENO);
-        const int devNull = ::open("/dev/null", O_RDONLY);
-        if (devNull >= 0) ::dup2(devNull, STDIN_FILENO);
-        if (::chdir(dirText.c_str()) != 0) ::_exit(126);
-        ::execve(argv[0], argv.data(), envp.data());
-        ::_exit(127);
-    }
-    ::close(outPipe[1]);
-    ::close(errPipe[1]);
-    ::fcntl(outPipe[0], F_SETFL, O_NONBLOCK);
-    ::fcntl(errPipe[0], F_SETFL, O_NONBLOCK);
-
-    const auto deadline = started + timeout;
-    bool outOpen = true;
-    bool errOpen = true;
-    bool reaped = false;
-    int status = 0;
-    while (!reaped) {
-        pollfd fds[2];
-        nfds_t count = 0;
-        if (outOpen) fds[count++] = {outPipe[0], POLLIN, 0};
-        if (errOpen) fds[count++] = {errPipe[0], POLLIN, 0};
-        if (count > 0) {
-            ::poll(fds, count, 20);
-            if (outOpen) outOpen = drain(outPipe[0], out_);
-            if (errOpen) errOpen = drain(errPipe[0], err_);
-        }
-        const pid_t done = ::waitpid(pid_, &status, WNOHANG);
-        if (done == pid_) {
-            reaped = true;
-            break;
-        }
-        if (count == 0) {
-            // Both outputs are closed but the program has not ended yet: wait for it without
-            // spinning.
-            pollfd none{};
-            ::poll(&none, 0, 10);
-        }
-        if (std::chrono::steady_clock::now() > deadline) {
-            timedOut_ = true;
-            ::kill(-pid_, SIGKILL);
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, &status, 0);
-            reaped = true;
-        }
-    }
-    // Whatever the program wrote just before it ended.
-    if (outOpen) drain(outPipe[0], out_);
-    if (errOpen) drain(errPipe[0], err_);
-    ::close(outPipe[0]);
-    ::close(errPipe[0]);
     seconds_ = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-
+    out_ = child.out();
+    err_ = child.err();
     if (!timedOut_) {
-        if (WIFEXITED(status)) exitStatus_ = WEXITSTATUS(status);
-        if (WIFSIGNALED(status)) termSignal_ = WTERMSIG(status);
+        exitStatus_ = child.exitStatus();
+        termSignal_ = child.termSignal();
     }
     return true;
 }

@@ -1,8 +1,7 @@
 // Runs a program as a child process in a working folder and captures what it did: its standard
-// output, its standard error, how it ended and its process id.
+// output, its standard error, how it ended and its process id (through ChildProcess, which has
+// one implementation per platform).
 #pragma once
-
-#include <sys/types.h>
 
 #include <chrono>
 #include <filesystem>
@@ -29,10 +28,10 @@ public:
 
     // The exit status of a program that exited, -1 otherwise (killed by a signal or timed out).
     int exitStatus() const { return exitStatus_; }
-    // The signal that ended the program, 0 when it exited.
+    // The signal that ended the program, 0 when it exited (always 0 on Windows).
     int termSignal() const { return termSignal_; }
     bool timedOut() const { return timedOut_; }
-    pid_t pid() const { return pid_; }
+    long pid() const { return pid_; }
     double seconds() const { return seconds_; }
 
     const std::string& out() const { return out_; }
@@ -53,7 +52,7 @@ private:
     int exitStatus_ = -1;
     int termSignal_ = 0;
     bool timedOut_ = false;
-    pid_t pid_ = -1;
+    long pid_ = -1;
     double seconds_ = 0.0;
     std::string out_;
     std::string err_;

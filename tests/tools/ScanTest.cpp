@@ -89,7 +89,8 @@ TEST_F(ScanTest, DefaultScanWritesFifteenFramesPerMonoCameraAndASheet) {
         << run.describe();
     EXPECT_EQ(lines[2], "  camera 0 (ZV0001): 15 frames");
     EXPECT_EQ(lines[3], "  camera 1 (ZV0002): 15 frames");
-    EXPECT_EQ(lines[4], "  wrote 30 images and out/scan1_sheet.png (128 x 720)");
+    EXPECT_EQ(lines[4],
+              "  wrote 30 images and " + shownPath("out/scan1_sheet.png") + " (128 x 720)");
     std::vector<std::string> summary;
     ASSERT_TRUE(matches(lines[5],
                         "summary: 1 scan, 15 frames per camera, mean scan time ([0-9]+\\.[0-9]{3}) "
@@ -130,8 +131,8 @@ TEST_F(ScanTest, TwoScansWriteTheFilesOfBoth) {
         if (groups.size() == 2) total += std::stod(groups[1]);
         EXPECT_EQ(lines[at + 1], "  camera 0 (ZV0001): 15 frames");
         EXPECT_EQ(lines[at + 2], "  camera 1 (ZV0002): 15 frames");
-        EXPECT_EQ(lines[at + 3],
-                  "  wrote 30 images and two/scan" + scan + "_sheet.png (128 x 720)");
+        EXPECT_EQ(lines[at + 3], "  wrote 30 images and " +
+                                     shownPath("two/scan" + scan + "_sheet.png") + " (128 x 720)");
     }
     std::vector<std::string> summary;
     ASSERT_TRUE(

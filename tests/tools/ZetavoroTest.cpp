@@ -67,6 +67,19 @@ std::vector<std::string> errorsBesidesProgress(const ProgramRun& run) {
     return errors;
 }
 
+std::string shownPath(const std::string& relative) {
+    return std::filesystem::path(relative).make_preferred().string();
+}
+
+std::string shownPathPattern(const std::string& relative) {
+    std::string pattern;
+    for (const char c : shownPath(relative)) {
+        if (std::string("\\^$.|?*+()[]{}").find(c) != std::string::npos) pattern.push_back('\\');
+        pattern.push_back(c);
+    }
+    return pattern;
+}
+
 std::string statusText(int status) {
     switch (status) {
         case 0:

@@ -60,6 +60,12 @@ std::string statusText(int status);
 std::vector<std::string> matching(const std::vector<std::string>& lines,
                                   const std::string& pattern);
 
+// A path of the scratch folder, written with '/', as the program prints it: with the platform's
+// separator ('\\' on Windows), since the program prints paths as the system writes them.
+std::string shownPath(const std::string& relative);
+// shownPath(relative) as a regular expression that matches exactly that text.
+std::string shownPathPattern(const std::string& relative);
+
 // Whether `line` matches `pattern` entirely; fills `groups` with the sub-matches.
 bool matches(const std::string& line, const std::string& pattern,
              std::vector<std::string>* groups = nullptr);

@@ -1,22 +1,6 @@
 #include "Console.h"
 
-#include <fcntl.h>
-
-#ifdef _WIN32
-#include <io.h>
-#define ZETA_DUP _dup
-#define ZETA_DUP2 _dup2
-#define ZETA_FILENO _fileno
-#define ZETA_FDOPEN _fdopen
-#define ZETA_CLOSE _close
-#else
-#include <unistd.h>
-#define ZETA_DUP dup
-#define ZETA_DUP2 dup2
-#define ZETA_FILENO fileno
-#define ZETA_FDOPEN fdopen
-#define ZETA_CLOSE close
-#endif
+#include "platform/ProcessEnvironment.h"
 
 namespace zeta::cli {
 
@@ -31,22 +15,8 @@ Console::~Console() {
 bool Console::redirectLibraryLines(const std::string& path) {
     std::lock_guard lock(mutex_);
     if (ownsOut_) return true;
-    std::FILE* file = std::fopen(path.c_str(), "w");
-    if (file == nullptr) return false;
-
-    std::fflush(stdout);
-    const int original = ZETA_DUP(ZETA_FILENO(stdout));
-    std::FILE* programOut = original >= 0 ? ZETA_FDOPEN(original, "w") : nullptr;
-    if (programOut == nullptr || ZETA_DUP2(ZETA_FILENO(file), ZETA_FILENO(stdout)) < 0) {
-        if (programOut != nullptr) {
-            std::fclose(programOut);
-        } else if (original >= 0) {
-            ZETA_CLOSE(original);
-        }
-        std::fclose(file);
-        return false;
-    }
-    std::fclose(file);  // standard output holds its own descriptor of the file now
+    std::FILE* programOut = platform::divertStandardOutput(path);
+    if (programOut == nullptr) return false;
     out_ = programOut;
     ownsOut_ = true;
     return true;

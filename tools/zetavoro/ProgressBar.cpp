@@ -4,15 +4,7 @@
 #include <cstdio>
 #include <utility>
 
-#ifdef _WIN32
-#include <io.h>
-#define ZETA_ISATTY _isatty
-#define ZETA_FILENO _fileno
-#else
-#include <unistd.h>
-#define ZETA_ISATTY isatty
-#define ZETA_FILENO fileno
-#endif
+#include "platform/ProcessEnvironment.h"
 
 namespace zeta::cli {
 namespace {
@@ -23,7 +15,7 @@ ProgressBar::ProgressBar(std::string label, int showAfterMs)
     : label_(std::move(label)),
       start_(std::chrono::steady_clock::now()),
       showAfter_(showAfterMs),
-      terminal_(ZETA_ISATTY(ZETA_FILENO(stderr)) != 0) {}
+      terminal_(platform::isTerminal(stderr)) {}
 
 ProgressBar::~ProgressBar() {
     finish();

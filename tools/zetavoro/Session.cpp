@@ -11,32 +11,11 @@
 #include <system_error>
 #include <utility>
 
-#ifdef _WIN32
-#include <process.h>
-#else
-#include <unistd.h>
-#endif
-
 #include "CommandError.h"
+#include "platform/ProcessEnvironment.h"
 
 namespace zeta::cli {
 namespace {
-
-void setEnvironment(const char* name, const std::string& value) {
-#ifdef _WIN32
-    _putenv_s(name, value.c_str());
-#else
-    setenv(name, value.c_str(), 1);
-#endif
-}
-
-int processId() {
-#ifdef _WIN32
-    return _getpid();
-#else
-    return static_cast<int>(getpid());
-#endif
-}
 
 std::string inQuotes(const std::string& text) {
     return "\"" + text + "\"";
@@ -66,7 +45,7 @@ void Session::prepare() {
                 CommandError::kUsage,
                 "cannot read the rig file " + inQuotes(options_.rig) + ": " + std::strerror(errno));
         }
-        setEnvironment("ZETA_SIM_RIG", options_.rig);
+        platform::setEnvironmentVariable("ZETA_SIM_RIG", options_.rig);
     }
     if (!options_.journal.empty()) {
         std::FILE* journal = std::fopen(options_.journal.c_str(), "a");
@@ -76,7 +55,7 @@ void Session::prepare() {
                                                          std::strerror(errno));
         }
         std::fclose(journal);
-        setEnvironment("ZETA_SIM_JOURNAL", options_.journal);
+        platform::setEnvironmentVariable("ZETA_SIM_JOURNAL", options_.journal);
     }
 
     if (options_.verbose) {
@@ -92,8 +71,19 @@ void Session::prepare() {
     }
     FLAGS_log_dir = logDir_;
     google::InitGoogleLogging("zetavoro");
+#if defined(_WIN32)
+    // glog makes its latest-log link <log-dir>/zetavoro.INFO only where there are symbolic links:
+    // on Windows the information log goes into that file itself (appended to), so that the
+    // details line names a file that is there.
+    FLAGS_timestamp_in_logfile_name = false;
+    google::SetLogSymlink(google::GLOG_INFO, "");
+    google::SetLogDestination(google::GLOG_INFO,
+                              (fs::path(logDir_) / "zetavoro.INFO").string().c_str());
+#endif
     const std::string consoleFile =
-        (fs::path(logDir_) / ("zetavoro-" + std::to_string(processId()) + ".console.txt")).string();
+        (fs::path(logDir_) /
+         ("zetavoro-" + std::to_string(platform::currentProcessId()) + ".console.txt"))
+            .string();
     if (!console_.redirectLibraryLines(consoleFile)) {
         throw CommandError(
             CommandError::kUsage,

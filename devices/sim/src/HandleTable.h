@@ -1,7 +1,9 @@
 // Opaque device handles handed to callers, and the objects behind them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -18,13 +20,22 @@ ZETA_SIM_API std::uintptr_t nextHandleId();
 // Handles are numbers that are never reused, dressed as pointers; they are never dereferenced.
 // A closed, released or stale handle (one of an earlier rig) is simply not found, so a call on
 // it fails cleanly instead of touching freed memory. Thread-safe.
+//
+// The owner may follow the number of handles: onChange runs after every add and every removal,
+// on the calling thread, with the table's lock released.
 template <class T>
 class HandleTable {
 public:
+    // Set once, before the table is used.
+    void setOnChange(std::function<void()> onChange) { onChange_ = std::move(onChange); }
+
     void* add(std::shared_ptr<T> object) {
         const std::uintptr_t id = nextHandleId();
-        std::lock_guard lock(mutex_);
-        objects_[id] = std::move(object);
+        {
+            std::lock_guard lock(mutex_);
+            objects_[id] = std::move(object);
+        }
+        changed();
         return reinterpret_cast<void*>(id);
     }
 
@@ -37,20 +48,32 @@ public:
 
     std::shared_ptr<T> remove(const void* handle) {
         if (handle == nullptr) return nullptr;
-        std::lock_guard lock(mutex_);
-        auto it = objects_.find(reinterpret_cast<std::uintptr_t>(handle));
-        if (it == objects_.end()) return nullptr;
-        auto object = std::move(it->second);
-        objects_.erase(it);
+        std::shared_ptr<T> object;
+        {
+            std::lock_guard lock(mutex_);
+            auto it = objects_.find(reinterpret_cast<std::uintptr_t>(handle));
+            if (it == objects_.end()) return nullptr;
+            object = std::move(it->second);
+            objects_.erase(it);
+        }
+        changed();
         return object;
     }
 
     std::vector<std::shared_ptr<T>> removeAll() {
-        std::lock_guard lock(mutex_);
         std::vector<std::shared_ptr<T>> all;
-        for (auto& [id, object] : objects_) all.push_back(std::move(object));
-        objects_.clear();
+        {
+            std::lock_guard lock(mutex_);
+            for (auto& [id, object] : objects_) all.push_back(std::move(object));
+            objects_.clear();
+        }
+        changed();
         return all;
+    }
+
+    std::size_t size() const {
+        std::lock_guard lock(mutex_);
+        return objects_.size();
     }
 
     std::vector<std::shared_ptr<T>> all() const {
@@ -61,6 +84,11 @@ public:
     }
 
 private:
+    void changed() {
+        if (onChange_) onChange_();
+    }
+
+    std::function<void()> onChange_;
     mutable std::mutex mutex_;  // guards objects_
     std::map<std::uintptr_t, std::shared_ptr<T>> objects_;
 };

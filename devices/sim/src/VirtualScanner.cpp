@@ -9,6 +9,7 @@
 #include "board/SimBoard.h"
 #include "camera/CameraHandle.h"
 #include "camera/SimCamera.h"
+#include "platform/ProcessLifetime.h"
 
 namespace zeta::sim {
 
@@ -26,26 +27,56 @@ std::shared_ptr<SimCamera> Rig::cameraBySerial(const std::string& serial) const 
     return nullptr;
 }
 
+void Rig::startThreads() {
+    for (auto& camera : cameras) camera->startThread();
+}
+
+void Rig::stopThreads() {
+    for (auto& camera : cameras) camera->stopThread();
+}
+
 VirtualScanner& VirtualScanner::instance() {
-    static VirtualScanner scanner;
-    return scanner;
+    // Never destroyed: a static object would be destroyed while the DLL is detached, when a
+    // thread can no longer be joined (see endAtExit).
+    static VirtualScanner* const scanner = [] {
+        auto* created = new VirtualScanner();
+        platform::runAtProcessExit(&VirtualScanner::endAtExit);
+        return created;
+    }();
+    return *scanner;
 }
 
 VirtualScanner::VirtualScanner() {
+    boardHandles_.setOnChange([this] { followHandles(); });
+    cameraHandles_.setOnChange([this] { followHandles(); });
     reloadFromEnvironment(nullptr);
 }
 
-VirtualScanner::~VirtualScanner() {
-    boardHandles_.removeAll();
-    cameraHandles_.removeAll();
-    std::shared_ptr<Rig> old;
-    {
-        std::lock_guard lock(mutex_);
-        old = std::move(rig_);
+void VirtualScanner::endAtExit() {
+    // Windows has stopped every other thread already, perhaps inside a lock of a device: leave
+    // everything to the system.
+    if (platform::processIsEnding()) return;
+    VirtualScanner& scanner = instance();
+    scanner.boardHandles_.removeAll();
+    scanner.cameraHandles_.removeAll();
+    std::shared_ptr<Rig> rig = scanner.rig();
+    if (rig) {
+        if (rig->board) rig->board->shutdown();
+        for (auto& camera : rig->cameras) camera->shutdown();
     }
-    if (old) {
-        if (old->board) old->board->shutdown();
-        for (auto& camera : old->cameras) camera->shutdown();
+}
+
+void VirtualScanner::followHandles() {
+    std::lock_guard lock(threadsMutex_);
+    const bool wanted = boardHandles_.size() + cameraHandles_.size() > 0;
+    std::shared_ptr<Rig> current = rig();
+    if (threadsRig_ && (!wanted || threadsRig_ != current)) {
+        threadsRig_->stopThreads();
+        threadsRig_.reset();
+    }
+    if (wanted && !threadsRig_ && current) {
+        current->startThreads();
+        threadsRig_ = std::move(current);
     }
 }
 

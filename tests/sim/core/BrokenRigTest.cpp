@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "SimTestSupport.h"
+#include "platform/ProcessEnvironment.h"
 #include "zetaCamera.h"
 #include "zetaVoroDLPdev.h"
 
@@ -64,20 +65,20 @@ TEST(BrokenRig, UnreadableFileSaysSoOnce) {
 
 TEST(BrokenRig, EnvironmentNamesTheRigFile) {
     const std::string path = writeFile("env_rig.json", R"({"cameras": [{"serial": "E1"}]})");
-    ::setenv("ZETA_SIM_RIG", path.c_str(), 1);
+    platform::setEnvironmentVariable("ZETA_SIM_RIG", path);
     ASSERT_TRUE(reloadRig());
     void* camera = nullptr;
     EXPECT_EQ(zetaCamera::CreateCamera(camera, "E1"), 0);
     zetaCamera::ReleaseCamera(camera);
     const std::string bad = writeFile("env_bad_rig.json", "{ not json");
-    ::setenv("ZETA_SIM_RIG", bad.c_str(), 1);
+    platform::setEnvironmentVariable("ZETA_SIM_RIG", bad);
     ::testing::internal::CaptureStderr();
     EXPECT_FALSE(reloadRig());
     const std::string said = ::testing::internal::GetCapturedStderr();
     EXPECT_NE(said.find(bad), std::string::npos);
     EXPECT_NE(said.find("not valid JSON"), std::string::npos);
     expectEveryDeviceCallFails();
-    ::unsetenv("ZETA_SIM_RIG");
+    platform::unsetEnvironmentVariable("ZETA_SIM_RIG");
     ASSERT_TRUE(reloadRig());  // back to the built-in rig
     EXPECT_EQ(zetaCamera::CreateCamera(camera, "ZV0001"), 0);
     zetaCamera::ReleaseCamera(camera);

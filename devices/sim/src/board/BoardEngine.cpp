@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/ProcessLifetime.h"
+
 namespace zeta::sim {
 
 namespace {
@@ -13,35 +15,66 @@ bool names(int route, int r) {
 
 }  // namespace
 
-BoardEngine::BoardEngine(std::shared_ptr<TriggerBus> bus) : bus_(std::move(bus)) {
-    // The thread blocks on the mutex until its id is recorded.
-    std::lock_guard lock(mutex_);
-    thread_ = std::thread([this] { run(); });
-    threadId_ = thread_.get_id();
-}
+BoardEngine::BoardEngine(std::shared_ptr<TriggerBus> bus) : bus_(std::move(bus)) {}
 
 BoardEngine::~BoardEngine() {
     shutdown();
 }
 
-void BoardEngine::shutdown() {
+bool BoardEngine::scheduledLocked() const {
+    if (shutDown_) return false;
+    if (scan_) return true;
+    for (const VideoRoute& video : video_) {
+        if (video.on && video.period.count() > 0) return true;
+    }
+    return false;
+}
+
+void BoardEngine::followSchedule() {
+    // The engine thread never starts or joins itself: a listener's command that empties the
+    // schedule leaves it waiting, and the next command from another thread joins it.
+    std::lock_guard join(joinMutex_);
+    bool wanted = false;
     {
         std::lock_guard lock(mutex_);
+        if (std::this_thread::get_id() == threadId_) return;
+        wanted = scheduledLocked();
+        if (wanted && !thread_.joinable()) {
+            platform::keepModuleLoaded();
+            stopping_ = false;
+            // The thread blocks on the mutex until its id is recorded.
+            thread_ = std::thread([this] { run(); });
+            threadId_ = thread_.get_id();
+            return;
+        }
+        if (wanted || !thread_.joinable()) return;
         stopping_ = true;
+    }
+    wake_.wake();
+    idle_.notify_all();
+    thread_.join();
+    std::lock_guard lock(mutex_);
+    threadId_ = std::thread::id();
+}
+
+void BoardEngine::shutdown() {
+    bool onEngineThread = false;
+    {
+        std::lock_guard lock(mutex_);
+        shutDown_ = true;
         scan_.reset();
         ++scanGeneration_;
+        onEngineThread = std::this_thread::get_id() == threadId_;
+        if (onEngineThread) stopping_ = true;
     }
-    wake_.notify_all();
-    idle_.notify_all();
-    std::lock_guard join(joinMutex_);
-    if (!thread_.joinable()) return;
-    if (std::this_thread::get_id() == threadId_) {
-        // Shut down from a listener on the engine thread: the loop ends when the listener
-        // returns; the thread cannot join itself.
-        thread_.detach();
+    if (!onEngineThread) {
+        followSchedule();  // nothing is scheduled any more: joins the thread
         return;
     }
-    thread_.join();
+    // Shut down from a listener on the engine thread: the loop ends when the listener returns;
+    // the thread cannot join itself.
+    std::lock_guard join(joinMutex_);
+    if (thread_.joinable()) thread_.detach();
 }
 
 void BoardEngine::waitIdleLocked(std::unique_lock<std::mutex>& lock) {
@@ -66,7 +99,9 @@ void BoardEngine::setProjection(const Illumination& light) {
     projection_ = light;
     if (scan_) endScanLocked(Clock::now());
     bus_->setSteadyLight(light);
-    wake_.notify_all();
+    wake_.wake();
+    lock.unlock();
+    followSchedule();
 }
 
 void BoardEngine::setVideoTrigger(int route, bool on) {
@@ -78,7 +113,9 @@ void BoardEngine::setVideoTrigger(int route, bool on) {
         if (on && !video_[r].on) video_[r].next = now + video_[r].period;
         video_[r].on = on;
     }
-    wake_.notify_all();
+    wake_.wake();
+    lock.unlock();
+    followSchedule();
 }
 
 void BoardEngine::setVideoPeriod(int route, int periodMs) {
@@ -90,7 +127,9 @@ void BoardEngine::setVideoPeriod(int route, int periodMs) {
         video_[r].period = std::chrono::milliseconds(std::max(periodMs, 0));
         video_[r].next = now + video_[r].period;
     }
-    wake_.notify_all();
+    wake_.wake();
+    lock.unlock();
+    followSchedule();
 }
 
 void BoardEngine::setRouteStrobe(int route, bool lit) {
@@ -118,7 +157,9 @@ bool BoardEngine::startScan(ScanProgram program) {
     ++scanGeneration_;
     scan_->nextTick = now + scan_->program.period();
     scan_->lastDue = now;
-    wake_.notify_all();
+    wake_.wake();
+    lock.unlock();
+    followSchedule();
     return true;
 }
 
@@ -127,7 +168,9 @@ bool BoardEngine::stopScan() {
     waitIdleLocked(lock);
     if (!scan_) return false;
     endScanLocked(Clock::now());
-    wake_.notify_all();
+    wake_.wake();
+    lock.unlock();
+    followSchedule();
     return true;
 }
 
@@ -141,7 +184,7 @@ void BoardEngine::singleTrigger(int route) {
     Illumination colour;
     {
         std::lock_guard lock(mutex_);
-        if (stopping_ || !present_) return;
+        if (shutDown_ || !present_) return;
         const Illumination steady = bus_->steadyLight();
         mono = litFor(steady, 0);
         colour = litFor(steady, 1);
@@ -281,7 +324,7 @@ void BoardEngine::run() {
         }
         const Clock::time_point now = Clock::now();
         if (*due > now) {
-            wake_.wait_until(lock, *due);
+            wake_.waitUntil(lock, *due);
             continue;
         }
         std::vector<OutPulse> batch = collectDueLocked(now);

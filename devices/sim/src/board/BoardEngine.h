@@ -13,13 +13,19 @@
 #include "Illumination.h"
 #include "ScanProgram.h"
 #include "TriggerBus.h"
+#include "platform/ScheduleWait.h"
 #include "zetaVoroSim/SimExport.h"
 
 namespace zeta::sim {
 
 // One engine per board. Its thread sleeps until the next due pulse and follows an absolute
 // schedule (next = previous due time + period): it never drifts, and when it wakes late it fires
-// at once and keeps the schedule. The mutex guards every field below it; the thread releases it
+// at once and keeps the schedule. The thread runs only while there is something to emit (a video
+// trigger with a period, or a scan): the command that empties the schedule (the library's
+// DisConnectDevice stops both video triggers) joins it, on the commanding thread, and the next
+// command that schedules a pulse starts it again. So a board left without triggers leaves no
+// thread behind, while one whose connection was closed with a trigger running keeps pulsing as a
+// real board would. The mutex guards every field below it; the thread releases it
 // while it emits, so a listener may call back into the engine. Every command that changes what
 // is pulsed first waits for a pulse being emitted to finish, so once a command returns nothing
 // of the old schedule is emitted any more (except when the command comes from a listener on the
@@ -34,7 +40,8 @@ public:
     BoardEngine(const BoardEngine&) = delete;
     BoardEngine& operator=(const BoardEngine&) = delete;
 
-    // Stops and joins the thread. Idempotent; later commands are accepted but nothing is emitted.
+    // Stops and joins the thread for good. Idempotent; later commands are accepted but nothing is
+    // emitted.
     void shutdown();
 
     // An absent (unplugged) board keeps its schedules running but emits nothing.
@@ -99,6 +106,11 @@ private:
     };
 
     void run();
+    // True while there is something to emit, so that the thread has to run.
+    bool scheduledLocked() const;
+    // Starts the thread when the schedule has something and none runs; joins it when the schedule
+    // is empty. Called after every command that changes what is scheduled, without mutex_.
+    void followSchedule();
     std::optional<Clock::time_point> nextDueLocked() const;
     std::vector<OutPulse> collectDueLocked(Clock::time_point now);
     OutPulse scanPulseLocked(Clock::time_point due, const ScanProgram::Pulse& pulse) const;
@@ -111,10 +123,11 @@ private:
     const std::shared_ptr<TriggerBus> bus_;
 
     mutable std::mutex mutex_;
-    std::condition_variable wake_;  // the engine thread waits here for its next due time
+    platform::ScheduleWait wake_;   // the engine thread waits here for its next due time
     std::condition_variable idle_;  // commands wait here for an emission to finish
-    bool stopping_ = false;
-    bool emitting_ = false;  // the engine thread is emitting a batch, mutex released
+    bool shutDown_ = false;         // for good: the thread is never started again
+    bool stopping_ = false;         // the running thread is asked to end
+    bool emitting_ = false;         // the engine thread is emitting a batch, mutex released
     bool present_ = true;
     Illumination projection_;
     VideoRoute video_[2];
@@ -124,7 +137,7 @@ private:
     std::optional<ScanRun> scan_;
     std::uint64_t scanGeneration_ = 0;  // changes whenever scan_ starts or ends
 
-    std::mutex joinMutex_;  // serialises joining the thread
+    std::mutex joinMutex_;  // serialises starting and joining the thread; taken before mutex_
     std::thread thread_;
     std::thread::id threadId_;  // written under mutex_ before the thread runs its loop
 };

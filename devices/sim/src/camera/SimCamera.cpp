@@ -5,6 +5,8 @@
 #include <cstring>
 #include <new>
 
+#include "platform/ProcessLifetime.h"
+
 namespace zeta::sim {
 
 namespace {
@@ -54,9 +56,32 @@ SimCamera::~SimCamera() {
 
 void SimCamera::start() {
     bus_->subscribe(shared_from_this());
+}
+
+void SimCamera::startThread() {
     std::lock_guard lock(mutex_);
     if (shutdown_ || thread_.joinable()) return;
+    platform::keepModuleLoaded();
+    threadStop_ = false;
+    restartFreeRun_ = true;
     thread_ = std::thread([this] { run(); });
+}
+
+void SimCamera::stopThread() {
+    std::thread thread;
+    {
+        std::lock_guard lock(mutex_);
+        threadStop_ = true;
+        thread = std::move(thread_);
+        workWait_.wake();
+    }
+    if (thread.joinable()) {
+        if (thread.get_id() == std::this_thread::get_id()) {
+            thread.detach();  // never expected: nothing on the camera's thread stops it
+        } else {
+            thread.join();
+        }
+    }
 }
 
 void SimCamera::shutdown() {
@@ -70,7 +95,7 @@ void SimCamera::shutdown() {
             session.head = session.count = 0;
         }
         thread = std::move(thread_);
-        workCv_.notify_all();
+        workWait_.wake();
         frameCv_.notify_all();
     }
     if (thread.joinable()) {
@@ -107,7 +132,7 @@ void SimCamera::setPresent(bool present) {
         clearAllLocked();
     }
     restartFreeRun_ = true;
-    workCv_.notify_all();
+    workWait_.wake();
     frameCv_.notify_all();
 }
 
@@ -153,7 +178,7 @@ void SimCamera::onPulse(const TriggerPulse& pulse) {
         return;
     }
     pending_.push_back({pulse, ++produced_});
-    workCv_.notify_all();
+    workWait_.wake();
 }
 
 bool SimCamera::availableLocked() const {
@@ -174,16 +199,16 @@ void SimCamera::run() {
     using Clock = std::chrono::steady_clock;
     std::unique_lock lock(mutex_);
     Clock::time_point nextDue = Clock::now();
-    while (!shutdown_) {
+    while (!shutdown_ && !threadStop_) {
         if (!producingLocked()) {
             pending_.clear();
             restartFreeRun_ = true;
-            workCv_.wait(lock);
+            workWait_.wait(lock);
             continue;
         }
         if (triggerMode_ == 1) {
             if (pending_.empty()) {
-                workCv_.wait(lock);
+                workWait_.wait(lock);
                 continue;
             }
             const TriggerPulse pulse = pending_.front().pulse;
@@ -203,7 +228,7 @@ void SimCamera::run() {
             nextDue = now;
         }
         if (now < nextDue) {
-            workCv_.wait_until(lock, nextDue);
+            workWait_.waitUntil(lock, nextDue);
             continue;
         }
         // Late frames are not made up for: a camera that cannot keep its rate runs flat out.
@@ -356,7 +381,7 @@ bool SimCamera::attach(int width, int height, SessionId& session) {
     fresh.acceptFrom = produced_ + 1;
     session = nextSession_++;
     sessions_.emplace(session, std::move(fresh));
-    workCv_.notify_all();
+    workWait_.wake();
     return true;
 }
 
@@ -365,7 +390,7 @@ void SimCamera::detach(SessionId session) {
     auto it = sessions_.find(session);
     if (it == sessions_.end()) return;
     sessions_.erase(it);
-    workCv_.notify_all();
+    workWait_.wake();
     frameCv_.notify_all();
 }
 
@@ -388,7 +413,7 @@ bool SimCamera::startDelivery(SessionId session, double frameRate) {
         fps_ = frameRate;
         restartFreeRun_ = true;
     }
-    workCv_.notify_all();
+    workWait_.wake();
     return true;
 }
 
@@ -539,7 +564,7 @@ bool SimCamera::setTriggerMode(int mode) {
         triggerMode_ = mode;
         pending_.clear();
         restartFreeRun_ = true;
-        workCv_.notify_all();
+        workWait_.wake();
     }
     return true;
 }

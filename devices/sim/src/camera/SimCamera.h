@@ -16,6 +16,7 @@
 #include "camera/Frame.h"
 #include "camera/FramePool.h"
 #include "camera/FrameRenderer.h"
+#include "platform/ScheduleWait.h"
 #include "zetaVoroSim/SimControl.h"
 #include "zetaVoroSim/SimExport.h"
 
@@ -32,8 +33,13 @@ public:
     SimCamera(const SimCamera&) = delete;
     SimCamera& operator=(const SimCamera&) = delete;
 
-    // Subscribes to the bus and starts the camera's thread; called once, after construction.
+    // Subscribes to the bus; called once, after construction.
     void start();
+    // The camera's thread, which makes the frames: run while a device handle of the process is
+    // open (VirtualScanner). Without it the camera keeps its settings and sessions but makes no
+    // frame. Neither is called on the camera's own thread.
+    void startThread();
+    void stopThread();
     // Stops the thread and wakes every waiting SnapShot; every later operation fails.
     void shutdown();
 
@@ -146,10 +152,11 @@ private:
     // Guards every member below, except those marked as the camera thread's. Never held while
     // rendering or copying a frame, nor while calling the bus.
     mutable std::mutex mutex_;
-    std::condition_variable workCv_;   // wakes the camera's thread: pulses, state changes
+    platform::ScheduleWait workWait_;  // wakes the camera's thread: pulses, state changes
     std::condition_variable frameCv_;  // wakes SnapShot waiters: frames, closing, waking
     std::thread thread_;
     bool shutdown_ = false;
+    bool threadStop_ = false;  // the running thread is asked to end (stopThread)
     bool present_;
 
     int fullWidth_;  // one sensor image at the camera's resolution
